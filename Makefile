@@ -1,0 +1,55 @@
+# The two commands of the README: `make run` and `make test`.
+# Both install what is missing from Debian, configure, build and run; both can be repeated.
+
+PKGS      := cmake ninja-build g++ make pkg-config libgtest-dev libxml2-dev libpugixml-dev
+FUZZ_PKGS := clang libclang-rt-14-dev
+BUILD     ?= build
+JOBS      ?= $(shell nproc)
+SAMPLE    ?= samples/kpt10_sample.xml
+
+SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
+
+.PHONY: deps run test build sanitize fuzz-deps fuzz bench-xml clean
+
+define install_missing
+	@missing=$$(for p in $(1); do dpkg -s $$p >/dev/null 2>&1 || echo $$p; done); \
+	if [ -n "$$missing" ]; then \
+	  echo "Installing:" $$missing; \
+	  $(SUDO) apt-get update -qq && \
+	  DEBIAN_FRONTEND=noninteractive $(SUDO) apt-get install -y -qq --no-install-recommends $$missing >/dev/null; \
+	fi
+endef
+
+deps:
+	$(call install_missing,$(PKGS))
+
+$(BUILD)/build.ninja: | deps
+	cmake -S . -B $(BUILD) -G Ninja -DCMAKE_BUILD_TYPE=Release
+
+build: deps $(BUILD)/build.ninja
+	cmake --build $(BUILD) -j $(JOBS)
+
+run: build
+	$(BUILD)/bin/xmlinfo $(SAMPLE)
+
+test: build
+	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)
+
+# The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
+sanitize: deps
+	cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTM_SANITIZE=ON -DTM_BENCH=OFF
+	cmake --build build-asan -j $(JOBS)
+	cd build-asan && ctest --output-on-failure -j $(JOBS)
+
+fuzz-deps: deps
+	$(call install_missing,$(FUZZ_PKGS))
+
+# Runs every fuzz target for FUZZ_SECONDS each (default 600).
+fuzz: fuzz-deps
+	scripts/run-fuzzers $(FUZZ_SECONDS)
+
+bench-xml: build
+	bench/run-xml
+
+clean:
+	rm -rf $(BUILD) build-asan build-fuzz

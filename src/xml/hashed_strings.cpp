@@ -1,0 +1,218 @@
+#include "hashed_strings.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "utf8.h"
+#include "xml_errors.h"
+
+namespace tmi::xml {
+
+namespace {
+
+constexpr uint32_t kPrimes[] = {
+    53u,        97u,        193u,       389u,        769u,        1543u,       3079u,
+    6151u,      12289u,     24593u,     49157u,      98317u,      196613u,     393241u,
+    786433u,    1572869u,   3145739u,   6291469u,    12582917u,   25165843u,   50331653u,
+    100663319u, 201326611u, 402653189u, 805306457u,  1610612741u, 3221225473u, 4294967291u};
+
+constexpr uint32_t kFnvOffset = 0x811C9DC5u;
+constexpr uint32_t kFnvPrime = 16777619u;
+constexpr size_t kBlockSize = 256 * 1024;
+
+}  // namespace
+
+TOHashedStrings::TOHashedStrings(bool aCaseSensitive) : fCaseSensitive(aCaseSensitive) {
+    Rehash(kPrimes[0]);
+}
+
+TOHashedStrings::~TOHashedStrings() = default;
+
+uint32_t TOHashedStrings::NextPrime(uint64_t aAtLeast) {
+    for (uint32_t p : kPrimes)
+        if (p > aAtLeast) return p;
+    return kPrimes[std::size(kPrimes) - 1];
+}
+
+// 32-bit FNV-1a over the UTF-8 bytes the layer holds; over the folded text when the
+// list ignores case.
+uint32_t TOHashedStrings::Hash(std::string_view aText) const noexcept {
+    uint32_t h = kFnvOffset;
+    if (fCaseSensitive) {
+        for (unsigned char c : aText) h = (h ^ c) * kFnvPrime;
+        return h;
+    }
+    const std::string folded = FoldCase(aText);
+    for (unsigned char c : folded) h = (h ^ c) * kFnvPrime;
+    return h;
+}
+
+bool TOHashedStrings::Same(const Entry& aEntry, std::string_view aText) const noexcept {
+    if (fCaseSensitive)
+        return aEntry.fLength == aText.size() && std::memcmp(aEntry.fText, aText.data(), aText.size()) == 0;
+    return SameTextIgnoreCase({aEntry.fText, aEntry.fLength}, aText);
+}
+
+uint32_t TOHashedStrings::Slot(uint32_t aHash) const noexcept {
+    // Remainder by the prime through a precomputed reciprocal (exact for 32-bit operands).
+    const uint64_t low = fModMagic * aHash;
+    return static_cast<uint32_t>((static_cast<unsigned __int128>(low) * fBucketCount) >> 64);
+}
+
+void TOHashedStrings::Rehash(uint32_t aBucketCount) {
+    fBucketCount = aBucketCount;
+    fModMagic = UINT64_MAX / aBucketCount + 1;
+    fCapacity = static_cast<uint32_t>(static_cast<uint64_t>(aBucketCount) * 2 / 3);
+    std::vector<uint32_t> buckets(aBucketCount, 0);
+    fBuckets.swap(buckets);
+    buckets.clear();
+    buckets.shrink_to_fit();
+    for (size_t id = 0; id < fItems.size(); ++id) {
+        uint32_t s = Slot(fItems[id].fHash);
+        while (fBuckets[s] != 0) s = (s + 1 == fBucketCount) ? 0 : s + 1;
+        fBuckets[s] = static_cast<uint32_t>(id + 1);
+    }
+}
+
+const char* TOHashedStrings::Store(std::string_view aText) {
+    if (aText.size() > fBlockLeft) {
+        const size_t size = std::max(kBlockSize, aText.size());
+        fBlocks.emplace_back(new char[size]);  // owned by fBlocks
+        fBlockPos = fBlocks.back().get();
+        fBlockLeft = size;
+        fBlockBytes += size;
+    }
+    char* p = fBlockPos;
+    if (!aText.empty()) std::memcpy(p, aText.data(), aText.size());
+    fBlockPos += aText.size();
+    fBlockLeft -= aText.size();
+    return p;
+}
+
+int32_t TOHashedStrings::Find(std::string_view aText) const {
+    const uint32_t h = Hash(aText);
+    uint32_t s = Slot(h);
+    for (;;) {
+        const uint32_t v = fBuckets[s];
+        if (v == 0) return -1;
+        const Entry& e = fItems[v - 1];
+        if (e.fHash == h && Same(e, aText) && !(fHasDeleted && fDeleted[v - 1])) return static_cast<int32_t>(v - 1);
+        s = (s + 1 == fBucketCount) ? 0 : s + 1;
+    }
+}
+
+int32_t TOHashedStrings::IndexOf(std::string_view aText) {
+    if (fHasDeleted) Compact();
+    return Find(aText);
+}
+
+int32_t TOHashedStrings::Add(std::string_view aText) {
+    if (fHasDeleted && fDeleting == 0) Compact();
+    const uint32_t h = Hash(aText);
+    uint32_t s = Slot(h);
+    for (;;) {
+        const uint32_t v = fBuckets[s];
+        if (v == 0) break;
+        const Entry& e = fItems[v - 1];
+        if (e.fHash == h && Same(e, aText) && !(fHasDeleted && fDeleted[v - 1])) return static_cast<int32_t>(v - 1);
+        s = (s + 1 == fBucketCount) ? 0 : s + 1;
+    }
+    if (fItems.size() >= INT32_MAX - 1) throw EOXmlException("TOHashedStrings: too many strings.");
+    const uint32_t id = static_cast<uint32_t>(fItems.size());
+    fItems.push_back(Entry{Store(aText), static_cast<uint32_t>(aText.size()), h});
+    if (fHasDeleted) fDeleted.push_back(false);
+    if (fItems.size() >= fCapacity && fBucketCount < kPrimes[std::size(kPrimes) - 1]) {
+        Rehash(NextPrime(fBucketCount));
+    } else {
+        fBuckets[s] = id + 1;
+    }
+    return static_cast<int32_t>(id);
+}
+
+std::string_view TOHashedStrings::GetItem(int32_t aId) const {
+    if (aId < 0 || aId >= Count()) throw EListError();
+    return At(aId);
+}
+
+void TOHashedStrings::SetCaseSensitive(bool aValue) {
+    if (aValue == fCaseSensitive) return;
+    if (!fItems.empty()) throw EOXmlException("TOHashedStrings: cannot set CaseSensitive to a non-empty list.");
+    fCaseSensitive = aValue;
+}
+
+void TOHashedStrings::Clear() {
+    fItems.clear();
+    fItems.shrink_to_fit();
+    fBlocks.clear();
+    fBlockPos = nullptr;
+    fBlockLeft = 0;
+    fBlockBytes = 0;
+    fDeleted.clear();
+    fHasDeleted = false;
+    fDeleting = 0;
+    Rehash(kPrimes[0]);
+}
+
+void TOHashedStrings::BeginDelete() { ++fDeleting; }
+
+void TOHashedStrings::Delete(int32_t aId) {
+    if (aId < 0 || aId >= Count()) throw EListError();
+    if (!fHasDeleted) {
+        fDeleted.assign(fItems.size(), false);
+        fHasDeleted = true;
+    }
+    fDeleted[static_cast<size_t>(aId)] = true;
+    if (fDeleting == 0) Compact();
+}
+
+void TOHashedStrings::EndDelete() {
+    if (fDeleting > 0) --fDeleting;
+    if (fDeleting == 0 && fHasDeleted) Compact();
+}
+
+void TOHashedStrings::Compact() {
+    std::vector<Entry> kept;
+    kept.reserve(fItems.size());
+    for (size_t i = 0; i < fItems.size(); ++i)
+        if (!fDeleted[i]) kept.push_back(fItems[i]);
+    fItems.swap(kept);
+    fDeleted.clear();
+    fHasDeleted = false;
+    fDeleting = 0;
+    Rehash(fBucketCount);
+}
+
+size_t TOHashedStrings::MemoryUsed() const noexcept {
+    return fBlockBytes + fItems.capacity() * sizeof(Entry) + fBuckets.capacity() * sizeof(uint32_t);
+}
+
+std::string FoldCase(std::string_view aText) {
+    std::string out;
+    out.reserve(aText.size());
+    size_t i = 0;
+    while (i < aText.size()) {
+        const unsigned char c = static_cast<unsigned char>(aText[i]);
+        if (c < 0x80) {
+            out.push_back((c >= 'A' && c <= 'Z') ? static_cast<char>(c + 32) : static_cast<char>(c));
+            ++i;
+            continue;
+        }
+        size_t len = 0;
+        const uint32_t cp = utf8::Decode(aText.data() + i, aText.size() - i, &len);
+        if (cp == utf8::kInvalid) {
+            out.push_back(static_cast<char>(c));
+            ++i;
+            continue;
+        }
+        utf8::Append(out, utf8::FoldChar(cp));
+        i += len;
+    }
+    return out;
+}
+
+bool SameTextIgnoreCase(std::string_view a, std::string_view b) {
+    if (a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0) return true;
+    return FoldCase(a) == FoldCase(b);
+}
+
+}  // namespace tmi::xml

@@ -1,0 +1,88 @@
+// TOHashedStrings: the dictionary that holds every name and value of a document once.
+// An id is an index into a dense array, so GetItem is one array access.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tmi::xml {
+
+class TOHashedStrings {
+public:
+    explicit TOHashedStrings(bool aCaseSensitive = true);
+    ~TOHashedStrings();
+    TOHashedStrings(const TOHashedStrings&) = delete;
+    TOHashedStrings& operator=(const TOHashedStrings&) = delete;
+
+    // Id of the string, adding it when absent.
+    int32_t Add(std::string_view aText);
+    // Id of the string or -1 when absent; compacts pending deletions first.
+    int32_t IndexOf(std::string_view aText);
+    // Lookup without the pending-deletion pass, for readers of a document.
+    [[nodiscard]] int32_t Find(std::string_view aText) const;
+    // Raises EListError outside 0..Count-1.
+    [[nodiscard]] std::string_view GetItem(int32_t aId) const;
+    // Unchecked access for ids known to be valid.
+    [[nodiscard]] std::string_view At(int32_t aId) const noexcept {
+        const Entry& e = fItems[static_cast<size_t>(aId)];
+        return {e.fText, e.fLength};
+    }
+    [[nodiscard]] int32_t Count() const noexcept { return static_cast<int32_t>(fItems.size()); }
+
+    [[nodiscard]] bool CaseSensitive() const noexcept { return fCaseSensitive; }
+    // Raises on a non-empty list.
+    void SetCaseSensitive(bool aValue);
+
+    void Clear();
+
+    // Deletion: ids are marked, and the list is compacted (ids above shift down) at EndDelete.
+    void BeginDelete();
+    void Delete(int32_t aId);
+    void EndDelete();
+
+    [[nodiscard]] uint32_t BucketCount() const noexcept { return fBucketCount; }
+    [[nodiscard]] size_t MemoryUsed() const noexcept;
+
+    // The next bucket count of the prime table above aAtLeast.
+    static uint32_t NextPrime(uint64_t aAtLeast);
+
+private:
+    struct Entry {
+        const char* fText;
+        uint32_t fLength;
+        uint32_t fHash;
+    };
+
+    [[nodiscard]] uint32_t Hash(std::string_view aText) const noexcept;
+    [[nodiscard]] bool Same(const Entry& aEntry, std::string_view aText) const noexcept;
+    [[nodiscard]] uint32_t Slot(uint32_t aHash) const noexcept;
+    const char* Store(std::string_view aText);
+    void Rehash(uint32_t aBucketCount);
+    void Compact();
+
+    bool fCaseSensitive;
+    std::vector<Entry> fItems;
+    // Open addressing: a bucket holds id + 1, 0 when empty.
+    std::vector<uint32_t> fBuckets;
+    uint32_t fBucketCount = 0;
+    uint64_t fModMagic = 0;
+    uint32_t fCapacity = 0;
+    // Text storage in blocks that never move.
+    std::vector<std::unique_ptr<char[]>> fBlocks;
+    char* fBlockPos = nullptr;
+    size_t fBlockLeft = 0;
+    size_t fBlockBytes = 0;
+    int fDeleting = 0;
+    std::vector<bool> fDeleted;
+    bool fHasDeleted = false;
+};
+
+// Case folding used by case-insensitive comparisons: Latin and Cyrillic letters
+// (with Ё/ё) fold to lower case; everything else stands as it is.
+std::string FoldCase(std::string_view aText);
+bool SameTextIgnoreCase(std::string_view a, std::string_view b);
+
+}  // namespace tmi::xml
