@@ -49,7 +49,8 @@ uint32_t TOHashedStrings::Hash(std::string_view aText) const noexcept {
 
 bool TOHashedStrings::Same(const Entry& aEntry, std::string_view aText) const noexcept {
     if (fCaseSensitive)
-        return aEntry.fLength == aText.size() && std::memcmp(aEntry.fText, aText.data(), aText.size()) == 0;
+        return aEntry.fLength == aText.size() &&
+               (aText.empty() || std::memcmp(aEntry.fText, aText.data(), aText.size()) == 0);
     return SameTextIgnoreCase({aEntry.fText, aEntry.fLength}, aText);
 }
 
