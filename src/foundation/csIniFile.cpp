@@ -41,7 +41,7 @@ void TcsIniFile::LoadFromString(std::string_view aText) {
         const size_t eq = line.find('=');
         if (eq == std::string::npos) continue;
         const std::string key = Trim(std::string_view(line).substr(0, eq));
-        const std::string value = std::string(std::string_view(line).substr(eq + 1));
+        const std::string value = Trim(std::string_view(line).substr(eq + 1));
         bool replaced = false;
         for (auto& kv : current->fValues)
             if (SameText(kv.first, key)) {

@@ -1,0 +1,147 @@
+// Line output and the nesting trace.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "csTrace.h"
+
+using namespace tmi;
+
+namespace {
+
+struct FakeClock {
+    TcsOutput::Clock::time_point fNow = TcsOutput::Clock::now();
+    void Advance(int aMs) { fNow += std::chrono::milliseconds(aMs); }
+};
+
+}  // namespace
+
+TEST(Output, PrefixesIndentAndDelimiter) {
+    std::vector<std::string> lines;
+    TcsOutput out;
+    out.SetStorage(&lines);
+    out.SetMode(mmMemory);
+    out.InprintDate = false;
+    out.InprintTime = false;
+    FakeClock clock;
+    out.Now = [&] { return clock.fNow; };
+    out.InprintDateTime = clock.fNow;
+    clock.Advance(7);
+    out.Print("first");
+    out.Indent();
+    clock.Advance(1500);
+    out.Print("second %s of %d", {"line", "2"});
+    out.Print(out.DelimLine);
+    out.Print("");
+    out.ClearIndent();
+    for (int i = 0; i < 1000; ++i) out.Indent();
+    out.Print("deep");
+    ASSERT_EQ(lines.size(), 5u);
+    EXPECT_EQ(lines[0], "007: first");  // a tick below a second: three digits
+    EXPECT_EQ(lines[1], "00:00:01:500:   second line of 2");
+    EXPECT_EQ(lines[2], std::string(100, '='));  // the delimiter stands alone
+    EXPECT_EQ(lines[3], "");
+    EXPECT_EQ(lines[4], "000: deep");  // 1000 levels and more print without indent
+}
+
+TEST(Output, DateAndTimeForm) {
+    TcsOutput out;
+    out.InprintTick = false;
+    const std::string s = out.GetDateTimeString();
+    // "dd/mm/yyyy hh:mm:ss:zzz: "
+    ASSERT_EQ(s.size(), 25u);
+    EXPECT_EQ(s[2], '/');
+    EXPECT_EQ(s[5], '/');
+    EXPECT_EQ(s[13], ':');
+    EXPECT_EQ(s.substr(23), ": ");
+    out.InprintDate = out.InprintTime = false;
+    EXPECT_EQ(out.GetDateTimeString(), "");
+}
+
+TEST(Output, FileModeAppendsAndCallsOnPrintWithTheMessage) {
+    const auto path = std::filesystem::temp_directory_path() / "tmi_output_test.log";
+    std::filesystem::remove(path);
+    std::vector<std::string> printed;
+    {
+        TcsOutput out;
+        out.SetFileName(path.string());
+        out.SetMode(mmFile);
+        out.InprintDate = out.InprintTime = out.InprintTick = false;
+        out.OnPrint = [&](TcsOutput&, const std::string& m) { printed.push_back(m); };
+        out.PrintAndIndent("a");
+        out.PrintAndUnindent("b");
+        EXPECT_TRUE(out.Ready());
+    }
+    {
+        TcsOutput out;
+        out.SetFileName(path.string());
+        out.SetMode(mmFile);
+        out.InprintDate = out.InprintTime = out.InprintTick = false;
+        out.Print("c");
+    }
+    std::ifstream in(path);
+    const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(text, "a\nb\nc\n");
+    EXPECT_EQ(printed, (std::vector<std::string>{"a", "b"}));
+    std::filesystem::remove(path);
+
+    TcsOutput bad;
+    bad.SetFileName("/nonexistent/dir/x.log");
+    bad.SetMode(mmFile);
+    EXPECT_THROW(bad.Print("x"), EcsOutput);
+}
+
+TEST(Trace, EnterLeaveAndTheExceptOnlyMode) {
+    TcsTrace trace;
+    trace.Output().InprintDate = trace.Output().InprintTime = false;
+    trace.OnPrintHeader = [](TcsTrace& t) { t.Print("HEADER"); };
+    trace.Enter("Outer", "x=1");
+    trace.Enter("Inner");
+    trace.Leave("done");
+    EXPECT_EQ(trace.Storage(), (std::vector<std::string>{"Enter:0:Outer: x=1", "  Enter:1:Inner: ", "  Leave:1:Inner: done"}));
+    trace.AddError("bad\r\nthing");
+    trace.Leave();
+    // The outermost call has left: the trace starts over with the header.
+    EXPECT_EQ(trace.Storage(), (std::vector<std::string>{"HEADER"}));
+    ASSERT_EQ(trace.Exceptions().size(), 1u);
+    EXPECT_EQ(trace.Exceptions()[0], "Exception=, Message=bad  thing, Handled=False");
+    trace.SetMode(tmTraceAll);
+    trace.Leave();
+    EXPECT_EQ(trace.Storage().back(), "Leave:0:Не найдено: ");
+}
+
+TEST(Trace, AllModeKeepsEverythingAndFilesOfQuietRunsGo) {
+    const auto quiet = std::filesystem::temp_directory_path() / "tmi_trace_quiet.log";
+    const auto loud = std::filesystem::temp_directory_path() / "tmi_trace_loud.log";
+    {
+        TcsTrace t(quiet.string());
+        t.SetMode(tmTraceAll);
+        t.Enter("A");
+        t.Leave();
+        EXPECT_TRUE(std::filesystem::exists(quiet));
+    }
+    EXPECT_FALSE(std::filesystem::exists(quiet));
+    {
+        TcsTrace t(loud.string());
+        t.Enter("A");
+        t.AddException(std::runtime_error("oops"), true);
+        t.Leave();
+    }
+    EXPECT_TRUE(std::filesystem::exists(loud));
+    std::filesystem::remove(loud);
+}
+
+TEST(Trace, SupportHeaderAndProcessTimes) {
+    TcsTrace trace;
+    trace.PrintDefaultHeader();
+    trace.PrintGetProcessTimes();
+    const auto& lines = trace.Storage();
+    auto has = [&](const std::string& aPart) {
+        return std::any_of(lines.begin(), lines.end(), [&](const std::string& l) { return l.find(aPart) != std::string::npos; });
+    };
+    EXPECT_TRUE(has("Program Folder: "));
+    EXPECT_TRUE(has("Program Command Line: "));
+    EXPECT_TRUE(has("DecimalSeparator: (.)"));
+    EXPECT_TRUE(has("Starting Time "));
+}
