@@ -144,6 +144,18 @@ int TcsPropertyTable::IndexOf(std::string_view aName) const {
     return -1;
 }
 
+const std::string& TcsComponent::Name() const noexcept {
+    static const std::string kNone;
+    return fName ? *fName : kNone;
+}
+
+void TcsComponent::SetName(const std::string& aName) {
+    if (aName.empty())
+        fName.reset();
+    else
+        fName = std::make_unique<std::string>(aName);
+}
+
 const TcsPropertyTable& TcsPersistent::ClassProperties() {
     static const TcsPropertyTable table(nullptr, {});
     return table;
@@ -342,11 +354,18 @@ bool TcsSupportPropertyObject::ReadStringXML(std::string_view aXML, int aMode) {
 
 void TcsPropertyComponent::AddModifyProperty(std::string_view aPropertyName, const TcsVariant& aOldValue,
                                              const TcsVariant& aNewValue) {
-    fModifyProperties.push_back(TscModifyPropertyElement{std::string(aPropertyName), aOldValue, aNewValue});
+    if (!fModifyProperties) fModifyProperties = std::make_unique<std::vector<TscModifyPropertyElement>>();
+    fModifyProperties->push_back(TscModifyPropertyElement{std::string(aPropertyName), aOldValue, aNewValue});
+}
+
+const std::vector<TscModifyPropertyElement>& TcsPropertyComponent::ModifyProperties() const noexcept {
+    static const std::vector<TscModifyPropertyElement> kNone;
+    return fModifyProperties ? *fModifyProperties : kNone;
 }
 
 bool TcsPropertyComponent::PropertyIsModify(std::string_view aPropertyName) const {
-    return std::any_of(fModifyProperties.begin(), fModifyProperties.end(),
+    const auto& list = ModifyProperties();
+    return std::any_of(list.begin(), list.end(),
                        [&](const TscModifyPropertyElement& e) { return SameText(e.fPropertyName, aPropertyName); });
 }
 
@@ -369,10 +388,10 @@ void TcsInfo::SetGUID(const std::string& aGUID) {
                     &parts[4]) == 5) {
         fGUID.fHigh = (parts[0] << 32) | (parts[1] << 16) | parts[2];
         fGUID.fLow = (parts[3] << 48) | parts[4];
-        fGUIDText.clear();
-        if (fGUID.ToString() == LowerCase(aGUID) || SameText(fGUID.ToString(), aGUID)) return;
+        fGUIDText.reset();
+        if (SameText(fGUID.ToString(), aGUID)) return;
     }
-    fGUIDText = aGUID;
+    fGUIDText = std::make_unique<std::string>(aGUID);
 }
 
 std::string TcsInfo::ClassGUID() const {

@@ -78,15 +78,15 @@ public:
     explicit TcsComponent(TcsComponent* aOwner = nullptr) : fOwner(aOwner) {}
     [[nodiscard]] TcsComponent* Owner() const noexcept { return fOwner; }
     void SetOwner(TcsComponent* aOwner) noexcept { fOwner = aOwner; }
-    [[nodiscard]] const std::string& Name() const noexcept { return fName; }
-    void SetName(const std::string& aName) { fName = aName; }
+    [[nodiscard]] const std::string& Name() const noexcept;
+    void SetName(const std::string& aName);
     [[nodiscard]] int64_t Tag() const noexcept { return fTag; }
     void SetTag(int64_t aTag) noexcept { fTag = aTag; }
     static const TcsPropertyTable& ClassProperties();
 
 private:
     TcsComponent* fOwner;
-    std::string fName;
+    std::unique_ptr<std::string> fName;  // most objects have none: kept out of line
     int64_t fTag = 0;
 };
 
@@ -160,13 +160,13 @@ public:
 
     void AddModifyProperty(std::string_view aPropertyName, const TcsVariant& aOldValue, const TcsVariant& aNewValue);
     [[nodiscard]] bool PropertyIsModify(std::string_view aPropertyName) const;
-    [[nodiscard]] const std::vector<TscModifyPropertyElement>& ModifyProperties() const noexcept { return fModifyProperties; }
+    [[nodiscard]] const std::vector<TscModifyPropertyElement>& ModifyProperties() const noexcept;
 
     // Only between objects of the very same class, through an element "AssignNode".
     void Assign(const TcsPersistent& aSource) override;
 
 private:
-    std::vector<TscModifyPropertyElement> fModifyProperties;
+    std::unique_ptr<std::vector<TscModifyPropertyElement>> fModifyProperties;
 };
 
 class TcsInfo : public TcsPropertyComponent {
@@ -174,9 +174,12 @@ class TcsInfo : public TcsPropertyComponent {
 public:
     explicit TcsInfo(TcsComponent* aOwner = nullptr) : TcsPropertyComponent(aOwner), fGUID(TcsGUID::New()) {}
 
-    [[nodiscard]] std::string GUID() const { return fGUID.ToString(); }
+    [[nodiscard]] std::string GUID() const { return fGUIDText ? *fGUIDText : fGUID.ToString(); }
     void SetGUID(const std::string& aGUID);
-    void RegenerateGUID() { fGUID = TcsGUID::New(); fGUIDText.clear(); }
+    void RegenerateGUID() {
+        fGUID = TcsGUID::New();
+        fGUIDText.reset();
+    }
     [[nodiscard]] std::string ClassGUID() const;
     void SetClassGUID(const std::string&) {}
     [[nodiscard]] std::string InternalClassName() const { return ClassName(); }
@@ -202,7 +205,7 @@ public:
 
 private:
     TcsGUID fGUID;
-    std::string fGUIDText;  // a GUID set from text that is not of the braced form
+    std::unique_ptr<std::string> fGUIDText;  // a GUID set from text that is not of the braced form
     bool fModify = false;
 };
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "csInfoCore.h"
+#include "csPool.h"
 
 namespace tmi {
 
@@ -53,8 +54,11 @@ private:
     bool FChanged = false;
 };
 
+// Coordinates come from a pool of their own: a feature of thousands of points costs no
+// heap call per point.
 class TcsGeometryCoord : public TcsInfoLowData {
     TCS_PERSISTENT(TcsGeometryCoord)
+    TCS_POOLED(TcsGeometryCoord)
 public:
     explicit TcsGeometryCoord(TcsComponent* aOwner = nullptr) : TcsInfoLowData(aOwner) {}
     double X = 0;
