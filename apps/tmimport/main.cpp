@@ -1,0 +1,144 @@
+// tmimport: imports cadastral XML extracts into MapInfo MIF/MID tables from the command line.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "PlanImportXML.h"
+#include "csPaths.h"
+#include "csProgressTerminal.h"
+
+using namespace tmi;
+
+namespace {
+
+const char kUsage[] =
+    "usage: tmimport INPUT [-o OUTDIR] [options]\n"
+    "\n"
+    "INPUT is an XML extract, or with --batch a folder (or a file in it): every *.xml of the\n"
+    "folder and its subfolders is imported. Each file gives thirteen MIF/MID tables in OUTDIR.\n"
+    "\n"
+    "  -o, --output DIR        output folder (made if missing; default: the current folder)\n"
+    "  --batch                 import every *.xml of the folder and its subfolders\n"
+    "  --coordsys CLAUSE       the CoordSys line of the MIF headers\n"
+    "                          (default: CoordSys NonEarth Units \"m\" Bounds (0,0) (10000000,10000000))\n"
+    "  --bounds                compute the bounds of the data and carry them into the clause\n"
+    "  --objects               import construction objects\n"
+    "  --centers               write the centres of round objects\n"
+    "  --skip-parcels          do not import parcels\n"
+    "  --skip-bounds           do not import bounds\n"
+    "  --skip-zones            do not import zones\n"
+    "  --points none|all|listed  the table of turning points (default: none)\n"
+    "  --number CN             a cadastral number for --points listed (repeatable)\n"
+    "  --numbers-file FILE     cadastral numbers for --points listed, one per line\n"
+    "  --xsd DIR               folder of the classifier schemas (default: XSDSchemes beside the program)\n"
+    "  -q, --quiet             no progress line and no success message\n"
+    "  -h, --help              this text\n";
+
+std::string ProgramFolder() {
+    std::error_code ec;
+    const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
+    return ec ? std::string("./") : IncludeTrailingDelimiter(exe.parent_path().string());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    TImportChoices choices;
+    choices.MiText = ".";
+    choices.AppPath = ProgramFolder();
+    choices.XSDPath = choices.AppPath + "XSDSchemes";
+    bool quiet = false;
+    std::string input;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        auto next = [&]() -> std::string {
+            if (i + 1 >= argc) {
+                std::fprintf(stderr, "tmimport: %s needs a value\n", a.c_str());
+                std::exit(2);
+            }
+            return argv[++i];
+        };
+        if (a == "-h" || a == "--help") {
+            std::fputs(kUsage, stdout);
+            return 0;
+        } else if (a == "-o" || a == "--output") {
+            choices.MiText = next();
+        } else if (a == "--batch") {
+            choices.chkPacket = true;
+        } else if (a == "--coordsys") {
+            choices.ProjText = next();
+        } else if (a == "--bounds") {
+            choices.chkBounds = true;
+        } else if (a == "--objects") {
+            choices.chkObj = true;
+        } else if (a == "--centers") {
+            choices.chkCenter = true;
+        } else if (a == "--skip-parcels") {
+            choices.chkParcel = false;
+        } else if (a == "--skip-bounds") {
+            choices.chkBound = false;
+        } else if (a == "--skip-zones") {
+            choices.chkZone = false;
+        } else if (a == "--points") {
+            const std::string v = next();
+            if (v == "none") choices.cmbPoints = 0;
+            else if (v == "all") choices.cmbPoints = 1;
+            else if (v == "listed") choices.cmbPoints = 2;
+            else {
+                std::fprintf(stderr, "tmimport: --points takes none, all or listed\n");
+                return 2;
+            }
+        } else if (a == "--number") {
+            choices.txtCn.push_back(next());
+        } else if (a == "--numbers-file") {
+            std::ifstream in(next());
+            for (std::string line; std::getline(in, line);) choices.txtCn.push_back(line);
+        } else if (a == "--xsd") {
+            choices.XSDPath = next();
+        } else if (a == "-q" || a == "--quiet") {
+            quiet = true;
+        } else if (!a.empty() && a[0] == '-') {
+            std::fprintf(stderr, "tmimport: unknown option %s\n%s", a.c_str(), kUsage);
+            return 2;
+        } else if (input.empty()) {
+            input = a;
+        } else {
+            std::fprintf(stderr, "tmimport: one input only\n");
+            return 2;
+        }
+    }
+    if (input.empty()) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    choices.XMLText = input;
+    choices.MiText = IncludeTrailingDelimiter(choices.MiText);
+    std::error_code ec;
+    if (!choices.chkPacket && std::filesystem::is_directory(input, ec)) {
+        std::fprintf(stderr, "tmimport: %s is a folder; use --batch to import every *.xml in it\n", input.c_str());
+        return 2;
+    }
+    HostMode() = 3;
+    TcsProgress progress;
+    if (!quiet) UseTerminalProgress();
+    try {
+        const TImportOutcome outcome = RunImport(choices, progress, [&](TImportMessageLevel aLevel, const std::string& aText) {
+            if (aLevel == TImportMessageLevel::Info) {
+                if (!quiet) std::printf("%s\n", aText.c_str());
+            } else {
+                std::fprintf(stderr, "tmimport: %s\n", aText.c_str());
+            }
+        });
+        if (outcome.fCancelled) return 3;
+        if (choices.chkPacket && !quiet)
+            std::printf("%d files, %d failed\n", outcome.fFiles, outcome.fFailed);
+        return outcome.fFailed > 0 ? 1 : 0;
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "tmimport: %s: %s\n", input.c_str(), e.what());
+        return 1;
+    }
+}

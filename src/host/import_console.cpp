@@ -1,0 +1,194 @@
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "PlanImportXML.h"
+#include "csPaths.h"
+#include "libImportXML.h"
+
+namespace tmi {
+
+namespace {
+
+std::string Upper(std::string_view aText) {
+    std::string out(aText);
+    for (char& c : out)
+        if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    return out;
+}
+
+std::string FileNameOf(const std::string& aPath) { return std::filesystem::path(aPath).filename().string(); }
+
+std::string FolderOf(const std::string& aPath) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(aPath, ec)) return IncludeTrailingDelimiter(aPath);
+    const std::string parent = std::filesystem::path(aPath).parent_path().string();
+    return IncludeTrailingDelimiter(parent.empty() ? "." : parent);
+}
+
+std::string NonEarthClause(double x1, double y1, double x2, double y2, int aDecimals) {
+    const std::string f = "%." + std::to_string(aDecimals) + "f";
+    char buf[256];
+    const std::string format = "CoordSys NonEarth Units \"m\" Bounds (" + f + "," + f + ") (" + f + "," + f + ")";
+    std::snprintf(buf, sizeof buf, format.c_str(), x1, y1, x2, y2);
+    return buf;
+}
+
+}  // namespace
+
+bool MatchesMask(std::string_view aName, std::string_view aMask) {
+    const std::string name = Upper(aName), mask = Upper(aMask);
+    size_t m = 0, n = 0;
+    while (m < mask.size()) {
+        const char c = mask[m];
+        if (c == '*') {
+            if (m + 1 == mask.size()) return true;
+            if (n < name.size() && mask[m + 1] == name[n]) {
+                ++m;
+                continue;
+            }
+            if (n >= name.size()) return false;
+            ++n;
+            continue;
+        }
+        if (c == '?') {
+            ++m;
+            ++n;
+            continue;
+        }
+        if (n >= name.size() || c != name[n]) return false;
+        ++m;
+        ++n;
+    }
+    return true;
+}
+
+std::vector<std::string> FindFiles(const std::string& aFolder, std::string_view aMask) {
+    std::vector<std::string> files;
+    // Depth first without recursion: a folder is walked at once where it stands.
+    struct Level {
+        std::string fFolder;
+        DIR* fDir;
+    };
+    std::vector<Level> stack;
+    if (DIR* d = opendir(aFolder.c_str())) stack.push_back({aFolder, d});
+    while (!stack.empty()) {
+        dirent* e = readdir(stack.back().fDir);
+        if (!e) {
+            closedir(stack.back().fDir);
+            stack.pop_back();
+            continue;
+        }
+        if (std::strcmp(e->d_name, ".") == 0 || std::strcmp(e->d_name, "..") == 0) continue;
+        const std::string path = stack.back().fFolder + e->d_name;
+        struct stat st {};
+        if (stat(path.c_str(), &st) != 0) continue;
+        if (S_ISDIR(st.st_mode)) {
+            if (DIR* d = opendir(path.c_str())) stack.push_back({path + "/", d});
+        } else if (MatchesMask(e->d_name, aMask)) {
+            files.push_back(path);
+        }
+    }
+    return files;
+}
+
+TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport) {
+    TImportOutcome outcome;
+    const std::string output = Trim(aChoices.MiText);
+    std::error_code ec;
+    if (!std::filesystem::is_directory(output, ec)) {
+        std::filesystem::create_directories(output, ec);
+        if (ec || !std::filesystem::is_directory(output))
+            throw Exception("Ошибка при создании папки " + output + ".\n\n" + (ec ? ec.message() : std::string("not a folder")));
+    }
+    std::vector<std::string> files;
+    if (aChoices.chkPacket)
+        files = FindFiles(FolderOf(aChoices.XMLText), "*.xml");
+    else
+        files.push_back(aChoices.XMLText);
+    aProgress.Open({}, {}, "Импорт XML", "Импорт из XML Росреестра", 0);
+    aProgress.AbortOnCancel = false;
+    const int n = static_cast<int>(files.size());
+    for (int i = 0; i < n; ++i) {
+        const std::string& file = files[static_cast<size_t>(i)];
+        aProgress.SetText("Импорт (" + std::to_string(i + 1) + " из " + std::to_string(n) + "): " + FileNameOf(file));
+        ++outcome.fFiles;
+        TlibImportXML job;
+        if (HostMode() == 2) {
+            job.qgisPath = TempFolder();
+            std::filesystem::create_directories(job.qgisPath, ec);
+        }
+        job.fXMLName = file;
+        job.fOutputType = 1;
+        job.fOutputFile = aChoices.MiText;
+        job.chkBounds = aChoices.chkBounds;
+        job.miCoordSys = HostMode() == 2 ? "CoordSys NonEarth Units \"m\" Bounds (-10000000,-10000000) (10000000,10000000)"
+                                         : aChoices.ProjText;
+        job.fClearType = 1;
+        job.fReversXY = false;
+        job.ispacket = aChoices.chkPacket;
+        job.fWriteObj = aChoices.chkObj;
+        job.fWriteCenter = aChoices.chkCenter;
+        job.fWriteParcels = aChoices.chkParcel;
+        job.fWriteZones = aChoices.chkZone;
+        job.fWriteBounds = aChoices.chkBound;
+        job.fWriteStyle = 0;
+        job.FProgress = &aProgress;
+        job.XSDPath = aChoices.XSDPath;
+        job.AppDir = aChoices.AppPath;
+        job.csXmin = aChoices.fXmin;
+        job.csYmin = aChoices.fYmin;
+        job.csXmax = aChoices.fXmax;
+        job.csYmax = aChoices.fYmax;
+        job.fPoints = aChoices.cmbPoints;
+        if (aChoices.cmbPoints == 2)
+            for (const std::string& line : aChoices.txtCn)
+                if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));
+        bool ok = false;
+        try {
+            ok = job.Execute();
+            // Closing the tables completes the files; a failure to write them is this file's.
+            job.Clear();
+        } catch (const EAbort&) {
+            break;
+        } catch (const std::exception& e) {
+            ++outcome.fFailed;
+            if (!aChoices.chkPacket) throw;
+            aReport(TImportMessageLevel::Error, file + ": " + e.what());
+            continue;
+        }
+        if (!ok) {
+            if (!aChoices.chkPacket) {
+                aReport(TImportMessageLevel::Error, "Импорт завершен с ошибками (" + job.GetError() + ").");
+            } else {
+                aReport(TImportMessageLevel::Error, file + ": " + (job.GetError().empty() ? "нет корневого элемента" : job.GetError()));
+            }
+            ++outcome.fFailed;
+        }
+        if (aChoices.chkBounds && aChoices.ProjText.find("NonEarth") != std::string::npos) {
+            aChoices.fXmin = job.csXmin;
+            aChoices.fYmin = job.csYmin;
+            aChoices.fXmax = job.csXmax;
+            aChoices.fYmax = job.csYmax;
+            aChoices.ProjText = NonEarthClause(aChoices.fXmin, aChoices.fYmin, aChoices.fXmax, aChoices.fYmax, 2);
+        }
+        outcome.fResultLists.push_back(TlibImportXML::ResultListPath());
+        if (!aChoices.chkPacket) {
+            aReport(TImportMessageLevel::Info, "Импорт успешно завершен.");
+            break;
+        }
+        if (aProgress.Cancelled()) break;
+    }
+    if (aProgress.Cancelled()) {
+        outcome.fCancelled = true;
+        for (const std::string& f : FindFiles(IncludeTrailingDelimiter(output), "*.mi*")) std::filesystem::remove(f, ec);
+        aReport(TImportMessageLevel::Warning, "Импорт прерван пользователем.");
+    }
+    aProgress.Close();
+    return outcome;
+}
+
+}  // namespace tmi

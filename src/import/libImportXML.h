@@ -1,0 +1,220 @@
+// TlibImportXML: one import of one XML file. The console makes one per file, fills its
+// choices, calls Execute, reads the outcome and frees it; freeing closes the tables, which
+// is what makes them complete on disk. Every reader and writer is one of its operations;
+// their implementations stand in one file per reader family.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "OXmlPDOM.h"
+#include "csMapinfoTab.h"
+#include "csProgress.h"
+#include "csVariant.h"
+
+namespace tmi {
+
+struct TPointDecl {
+    double x = 0;
+    double y = 0;
+    std::string npt;
+    std::string npt2;
+    int32_t status = 0;
+    std::string tol;
+    std::string knuch;
+};
+
+struct TXMLSert {
+    std::string Organization;
+    TDateTime Date;
+    std::string Number;
+    std::string Appointment;
+    std::string FIO;
+};
+
+struct TGeomRect {
+    double x1 = 0, y1 = 0, x2 = 0, y2 = 0;
+};
+
+struct TtmRect {
+    double left = 0, bottom = 0, right = 0, top = 0;
+};
+
+struct TXMLeDoc {
+    std::string DocType;
+    int32_t SchemaType = 0;
+    std::string DocVer;
+    int32_t DocStyle = 0;
+    std::string DocSubStyle;
+    std::string SenderName;
+    TDateTime SenderDate;
+    std::string Recipient;
+};
+
+struct SpecAlgo {
+    std::string caption, cswkt, csmapinfo;
+    double ifxmin = 0, ifxmax = 0, dx = 0, dy = 0;
+    int32_t styleimport = 0;
+    double x1 = 0, y1 = 0, x2 = 0, y2 = 0, deg = 0, min = 0, sec = 0, dms = 0, scale = 0;
+};
+
+// The parcel being read; one record reused for a whole job. The classic plan reader fills
+// the rest of it.
+struct TXMLParcel {
+    std::string Block;
+    std::string Number;
+};
+
+// Error codes of fImpError.
+enum : int32_t { kImpErrorNoFile = 2, kImpErrorForbiddenDocument = 3, kImpErrorNoRoot = 4 };
+
+class TlibImportXML {
+public:
+    TlibImportXML();
+    ~TlibImportXML();
+    TlibImportXML(const TlibImportXML&) = delete;
+    TlibImportXML& operator=(const TlibImportXML&) = delete;
+
+    // One import: true when the document was processed or the user stopped at a
+    // checkpoint; false when fImpError is 2 (no file) or 4 (no root element).
+    bool Execute();
+    // The text for fImpError; empty when the code has none.
+    [[nodiscard]] std::string GetError() const;
+    // Closes the tables and releases the points.
+    void Clear();
+    void ProcessXmlEvent(int64_t aPosition);
+    void ShowProgressOxml(int64_t aPosition);
+
+    // --- the table layer
+    void ClearGMFields();
+    void AddGMField(std::string_view aName, int aType, bool aGeometry, bool aPrimaryKey, bool aKey, int aSize);
+    void CreateGMTable(std::string_view aName, int aKind);
+    void CreateGMTables();
+    void OpenGMTable(std::string_view aName);
+    void CloseGMTable() {}
+    void NewGMRecord(bool aGraphic, int8_t aKind);
+    void SetGMField(std::string_view aName, const TcsVariant& aValue);
+    void PostGMRecord();
+    [[nodiscard]] TMITable& OpenTable();
+
+    // --- geometry clauses
+    void WriteGrPoint(double aX, double aY);
+    // Every written coordinate passes here.
+    void TransformPoint(double& aX, double& aY, double aY0, double aX0) const;
+    [[nodiscard]] static std::string FormatCoord(double aValue);
+
+    // --- the document pass
+    bool ProcessDocument(xml::PXMLNode aRoot);
+    void ScanExtremes(xml::PXMLNode aRoot);
+    // Tells the kind of document by the root: XMLeDoc, rootnm.
+    void RecogniseDocument(xml::PXMLNode aRoot);
+
+    // --- classic family
+    int32_t ReadEDocument(xml::PXMLNode aNode);
+    void ReadCertificationDoc(xml::PXMLNode aNode);
+    void ReadPackage(xml::PXMLNode aNode);
+    void ReadRegionLevel(xml::PXMLNode aNode);
+    void ReadParcel(xml::PXMLNode aNode, std::string_view aName);
+    // A date of the text, 0 when it is not one: DD.MM.YYYY or YYYY-MM-DD.
+    static TDateTime ParseXmlDate(std::string_view aText);
+
+    // --- new family
+    void ReadDetailsStatement(xml::PXMLNode aNode);
+    void ReadLandRecord(xml::PXMLNode aNode);
+    void ReadCadastralBlocks(xml::PXMLNode aNode);
+    void ReadConstructionExtract(xml::PXMLNode aNode);
+    void ReadZoneTerritorySurveying(xml::PXMLNode aNode);
+    void ReadRegistryBoundaries(xml::PXMLNode aNode);
+
+    // --- the choices of the console
+    std::string fXMLName;
+    int32_t fOutputType = 0;
+    std::string fOutputFile;
+    int32_t fClearType = 0;
+    bool fReversXY = false;
+    bool fWriteObj = false;
+    bool fWriteParcels = true;
+    bool fWriteZones = true;
+    bool fWriteBounds = true;
+    bool fWriteCenter = false;
+    int32_t fWriteStyle = 0;
+    TcsProgress* FProgress = nullptr;  // not owned
+    int32_t fPoints = 0;
+    std::string miCoordSys;
+    bool chkBounds = false;
+    double wrX1 = 0, wrX2 = 0, wrY1 = 0, wrY2 = 0;
+    std::string XSDPath;
+    std::string AppDir;
+    double csXmin = 0, csYmin = 0, csXmax = 0, csYmax = 0;
+    std::vector<std::string> arrCn;
+    bool ispacket = false;
+    std::string qgisPath;
+
+    // --- the state of the job
+    int32_t fPntMain = 0;
+    int32_t fImpError = 0;
+    int32_t fSplitContours = 0;
+    bool DoAbort = false;
+    bool DoAll = false;
+    bool RewriteXML = false;
+    std::unique_ptr<xml::TXMLDocument> FNTDoc;
+    xml::PXMLNode FNTCurrentNode = nullptr;
+    int32_t nPoints = 0;
+    std::vector<TPointDecl> arPoints;
+    double tolerance = 0.01;
+    int32_t contour = 0;
+    std::vector<std::string> arrayKn;
+    std::vector<std::string> XMLSpecZones;
+    TXMLSert XMLSert;
+    int32_t nSpecZones = 0;
+    int32_t fCode_Type = 0;
+    std::string fDoc_Name;
+    TDateTime fDu;
+    TGeomRect WorkRect;
+    int32_t StatusStyle = 0;
+    bool XMLStopCont = false;
+    double xmin = 0, ymin = 0, xmax = 0, ymax = 0;
+    bool fGraphic = false;
+    std::string fTabName;
+    int32_t fSpType = 0;
+    int32_t fListInd = -1;
+    std::string fStateXML;
+    int8_t fTypeGr = 0;
+    std::string docGUID;
+    TXMLeDoc XMLeDoc;
+    TXMLParcel XMLParcel;
+    bool FindNewData = false;
+    TtmRect GRect;
+    TtmRect qvRect;
+    std::string rootnm;
+    std::vector<SpecAlgo> specAr;
+    int32_t nspec = 0;
+    std::string blockCn;
+    bool simpleProgress = true;
+    std::string docDate;
+    bool debugPrint = false;
+    int32_t iMode = 0;
+
+    // The open tables, in order of creation.
+    [[nodiscard]] const std::vector<std::unique_ptr<TMITable>>& Tables() const noexcept { return fMITables; }
+    // The folder the tables go to, with its trailing "/".
+    [[nodiscard]] std::string OutputFolder() const;
+    // Where the result list is written.
+    [[nodiscard]] static std::string ResultListPath();
+
+private:
+    void WriteResultList() const;
+    void SetProgressText(std::string_view aText);
+    [[nodiscard]] bool Cancelled();
+
+    std::vector<TGMField> FieldList;
+    std::vector<std::unique_ptr<TMITable>> fMITables;
+};
+
+// The local name of a node: the part after the first ":" of its name.
+std::string_view LocalNameOf(xml::PXMLNode aNode);
+
+}  // namespace tmi

@@ -1,0 +1,69 @@
+// The table layer: the readers declare, open and fill tables by name; the files are the
+// output subsystem's.
+#include "csTableCatalogue.h"
+#include "libImportXML.h"
+#include "xml_errors.h"
+
+namespace tmi {
+
+void TlibImportXML::ClearGMFields() {
+    FieldList.clear();
+    fGraphic = false;
+}
+
+void TlibImportXML::AddGMField(std::string_view aName, int aType, bool aGeometry, bool aPrimaryKey, bool aKey, int aSize) {
+    TGMField f;
+    f.FieldName = std::string(aName);
+    f.FieldType = aType;
+    if (aType == ftText || aType == ftLongText) f.FieldSize = aSize;
+    f.FieldGeom = aGeometry;
+    f.FieldPrimaryKey = aPrimaryKey;
+    f.FieldKey = aKey;
+    FieldList.push_back(std::move(f));
+    if (aGeometry) fGraphic = true;
+}
+
+void TlibImportXML::CreateGMTable(std::string_view aName, int aKind) {
+    auto table = std::make_unique<TMITable>(std::string(aName), aKind);
+    const std::string coordSys = nspec > 0 && !specAr.empty() ? "CoordSys Earth Projection " + specAr[0].csmapinfo : miCoordSys;
+    table->Create(OutputFolder(), FieldList, coordSys);
+    fMITables.push_back(std::move(table));
+}
+
+void TlibImportXML::CreateGMTables() {
+    for (const TGMTableDecl& decl : TableCatalogue()) {
+        ClearGMFields();
+        for (const TGMField& f : TableTemplate(decl))
+            AddGMField(f.FieldName, f.FieldType, f.FieldGeom, f.FieldPrimaryKey, f.FieldKey, f.FieldSize.value_or(0));
+        CreateGMTable(decl.fName, decl.fKind);
+    }
+    ClearGMFields();
+}
+
+void TlibImportXML::OpenGMTable(std::string_view aName) {
+    fListInd = -1;
+    for (size_t i = 0; i < fMITables.size(); ++i)
+        if (SameText(fMITables[i]->Name_, aName)) {
+            fListInd = static_cast<int32_t>(i);
+            fSpType = fMITables[i]->Type_;
+            break;
+        }
+    fGraphic = false;
+    fTabName = std::string(aName);
+}
+
+TMITable& TlibImportXML::OpenTable() {
+    if (fListInd < 0 || fListInd >= static_cast<int32_t>(fMITables.size())) throw xml::EListError();
+    return *fMITables[static_cast<size_t>(fListInd)];
+}
+
+void TlibImportXML::NewGMRecord(bool aGraphic, int8_t aKind) {
+    fTypeGr = aKind;
+    OpenTable().NewRecord(aGraphic);
+}
+
+void TlibImportXML::SetGMField(std::string_view aName, const TcsVariant& aValue) { OpenTable().SetField(aName, aValue); }
+
+void TlibImportXML::PostGMRecord() { OpenTable().Post(); }
+
+}  // namespace tmi

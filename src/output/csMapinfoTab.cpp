@@ -1,0 +1,201 @@
+#include "csMapinfoTab.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+#include "csCommon.h"
+
+namespace tmi {
+
+std::string GeneralFloat(double aValue) {
+    if (!std::isfinite(aValue)) return "0";
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, aValue, std::chars_format::general, 15);
+    std::string s(buf, r.ptr);
+    // "1e+20" is written "1E20", "1.5e-06" as "1.5E-6".
+    const size_t e = s.find('e');
+    if (e != std::string::npos) {
+        std::string exponent = s.substr(e + 1);
+        const bool negative = !exponent.empty() && exponent[0] == '-';
+        size_t start = (!exponent.empty() && (exponent[0] == '-' || exponent[0] == '+')) ? 1 : 0;
+        while (start + 1 < exponent.size() && exponent[start] == '0') ++start;
+        s = s.substr(0, e) + "E" + (negative ? "-" : "") + exponent.substr(start);
+    }
+    if (s == "-0") s = "0";
+    return s;
+}
+
+namespace {
+
+// The first aChars characters of a UTF-8 text.
+std::string_view CutChars(std::string_view aText, size_t aChars) {
+    size_t i = 0, chars = 0;
+    while (i < aText.size()) {
+        if (chars == aChars) return aText.substr(0, i);
+        ++i;
+        while (i < aText.size() && (static_cast<unsigned char>(aText[i]) & 0xC0) == 0x80) ++i;
+        ++chars;
+    }
+    return aText;
+}
+
+int32_t AsInt32(const TcsVariant& aValue) {
+    switch (aValue.Type()) {
+        case TcsVarType::Float: {
+            // Rounding as a variant conversion does: half to even.
+            const double v = std::nearbyint(aValue.AsFloat());
+            if (v > 2147483647.0 || v < -2147483648.0) return 0;
+            return static_cast<int32_t>(v);
+        }
+        default: {
+            const int64_t v = aValue.AsInteger();
+            return static_cast<int32_t>(static_cast<uint32_t>(v));
+        }
+    }
+}
+
+std::string TextOf(const TcsVariant& aValue) {
+    switch (aValue.Type()) {
+        case TcsVarType::Float: return GeneralFloat(aValue.AsFloat());
+        case TcsVarType::DateTime: {
+            // A date given to a text column: dd.mm.yyyy; a zero date is empty.
+            const TDateTime d = aValue.AsDateTime();
+            if (d.fValue == 0) return {};
+            int y, m, day, h, n, s, ms;
+            DecodeDateTime(d, y, m, day, h, n, s, ms);
+            char buf[16];
+            std::snprintf(buf, sizeof buf, "%02d.%02d.%04d", day, m, y);
+            return buf;
+        }
+        default: return aValue.AsString();
+    }
+}
+
+}  // namespace
+
+std::string MidValue(const TGMField& aField, const TcsVariant& aValue) {
+    switch (aField.FieldType) {
+        case ftText:
+        case ftLongText: {
+            const std::string text = TextOf(aValue);
+            std::string escaped;
+            escaped.reserve(text.size() + 2);
+            for (char c : text) {
+                if (c == '"')
+                    escaped += "''";
+                else if (c == '\r' || c == '\n')
+                    escaped += ' ';
+                else
+                    escaped += c;
+            }
+            std::string out = "\"";
+            out += aField.FieldSize ? CutChars(escaped, static_cast<size_t>(*aField.FieldSize)) : std::string_view(escaped);
+            out += '"';
+            return out;
+        }
+        case ftFloat: return GeneralFloat(aValue.AsFloat());
+        case ftInteger: return std::to_string(AsInt32(aValue));
+        case ftDate: {
+            const TDateTime d = aValue.AsDateTime();
+            int y, m, day, h, n, s, ms;
+            DecodeDateTime(d, y, m, day, h, n, s, ms);
+            char buf[16];
+            std::snprintf(buf, sizeof buf, "%04d%02d%02d", y, m, day);
+            return buf;
+        }
+        default: return {};
+    }
+}
+
+void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys) {
+    hdrMif.Rewrite(aFolder + Name_ + ".mif");
+    hdrMif.WriteLine("Version 300");
+    hdrMif.WriteLine("Charset \"WindowsCyrillic\"");
+    hdrMif.WriteLine("Delimiter \",\"");
+    hdrMif.WriteLine(aCoordSys);
+    FieldList.clear();
+    int columns = 0;
+    for (const TGMField& f : aTemplate) {
+        TGMField copy = f;
+        copy.FieldValue.clear();
+        if (copy.FieldType == ftLongText) copy.FieldSize = 150;
+        copy.fFoldedName = LowerCase(copy.FieldName);
+        FieldList.push_back(std::move(copy));
+        if (!f.FieldGeom) ++columns;
+    }
+    hdrMif.WriteLine("Columns " + std::to_string(columns));
+    for (const TGMField& f : FieldList) {
+        if (f.FieldGeom) continue;
+        switch (f.FieldType) {
+            case ftInteger: hdrMif.WriteLine(f.FieldName + " Integer"); break;
+            case ftFloat: hdrMif.WriteLine(f.FieldName + " Float"); break;
+            case ftLongText: hdrMif.WriteLine(f.FieldName + " Char(150)"); break;
+            case ftText: {
+                const int size = f.FieldSize.value_or(150);
+                hdrMif.WriteLine(f.FieldName + " Char(" + std::to_string(size < 200 ? size : 150) + ")");
+                break;
+            }
+            case ftDate: hdrMif.WriteLine(f.FieldName + " Date"); break;
+            default: break;
+        }
+    }
+    hdrMif.WriteLine("Data");
+    hdrMif.WriteLine("");
+    hdrMid.Rewrite(aFolder + Name_ + ".mid");
+}
+
+void TMITable::NewRecord(bool aGraphic) {
+    if (!aGraphic) hdrMif.WriteLine("none");
+    strBuf.clear();
+    for (TGMField& f : FieldList) f.FieldValue.clear();
+}
+
+int TMITable::ColumnIndex(std::string_view aName) const {
+    // Exact spelling first (the readers use the catalogue's), then without regard to case.
+    for (size_t i = 0; i < FieldList.size(); ++i)
+        if (FieldList[i].FieldName == aName) return static_cast<int>(i);
+    const std::string folded = LowerCase(aName);
+    for (size_t i = 0; i < FieldList.size(); ++i)
+        if (FieldList[i].fFoldedName == folded) return static_cast<int>(i);
+    return -1;
+}
+
+void TMITable::SetField(std::string_view aName, const TcsVariant& aValue) {
+    const int i = ColumnIndex(aName);
+    if (i < 0) return;
+    TGMField& f = FieldList[static_cast<size_t>(i)];
+    if (f.FieldGeom) return;
+    f.FieldValue = MidValue(f, aValue);
+}
+
+void TMITable::Post() {
+    std::string line;
+    for (const TGMField& f : FieldList) {
+        if (f.FieldGeom) continue;
+        std::string_view value = f.FieldValue;
+        std::string fallback;
+        if (value.empty()) {
+            if (f.FieldType == ftText || f.FieldType == ftLongText)
+                value = "\"\"";
+            else if (f.FieldType == ftDate)
+                value = {};
+            else
+                value = "0";
+        }
+        // A comma only when the line so far is not empty.
+        if (!line.empty()) line += ',';
+        line += value;
+    }
+    hdrMid.WriteLine(line);
+    ++fRows;
+}
+
+void TMITable::Close() {
+    Name_.clear();
+    hdrMif.Close();
+    hdrMid.Close();
+    FieldList.clear();
+}
+
+}  // namespace tmi
