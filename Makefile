@@ -30,7 +30,8 @@ build: deps $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	$(BUILD)/bin/xmlinfo $(SAMPLE)
+	$(BUILD)/bin/tmimport $(SAMPLE) -o $(BUILD)/sample-output
+	@ls $(BUILD)/sample-output
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

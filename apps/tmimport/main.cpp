@@ -48,7 +48,7 @@ std::string ProgramFolder() {
 
 int main(int argc, char** argv) {
     TImportChoices choices;
-    choices.MiText = ".";
+    choices.MiText.assign(1, '.');  // the current folder
     choices.AppPath = ProgramFolder();
     choices.XSDPath = choices.AppPath + "XSDSchemes";
     bool quiet = false;

@@ -69,18 +69,21 @@ std::string Trim(std::string_view aText) {
 std::string FloatToStr(double aValue) {
     if (std::isnan(aValue)) return "NAN";
     if (std::isinf(aValue)) return aValue > 0 ? "INF" : "-INF";
+    // The general form of 15 significant digits: fixed unless the exponent is at least 15 or
+    // below -4; an exponent is written "E20", "E-6".
     char buf[64];
-    // The shortest form first; past 15 significant digits, the general form of 15.
-    auto r = std::to_chars(buf, buf + sizeof buf, aValue);
-    std::string shortest(buf, r.ptr);
-    size_t digits = 0;
-    for (char c : shortest) {
-        if (c == 'e' || c == 'E') break;
-        if (c >= '0' && c <= '9') ++digits;
+    const auto r = std::to_chars(buf, buf + sizeof buf, aValue, std::chars_format::general, 15);
+    std::string s(buf, r.ptr);
+    const size_t e = s.find('e');
+    if (e != std::string::npos) {
+        const std::string exponent = s.substr(e + 1);
+        const bool negative = !exponent.empty() && exponent[0] == '-';
+        size_t start = (!exponent.empty() && (exponent[0] == '-' || exponent[0] == '+')) ? 1 : 0;
+        while (start + 1 < exponent.size() && exponent[start] == '0') ++start;
+        s = s.substr(0, e) + "E" + (negative ? "-" : "") + exponent.substr(start);
     }
-    if (digits <= 15) return shortest;
-    r = std::to_chars(buf, buf + sizeof buf, aValue, std::chars_format::general, 15);
-    return std::string(buf, r.ptr);
+    if (s == "-0") s = "0";
+    return s;
 }
 
 std::string FloatToFixed(double aValue, int aDecimals) {

@@ -17,7 +17,8 @@ struct sigaction gPrevious {};
 int gInstalled = 0;
 
 void OnInterrupt(int) {
-    if (++gInterrupts >= 2) {
+    gInterrupts = gInterrupts + 1;
+    if (gInterrupts >= 2) {
         // The job has not noticed the first press: let the second one end the process.
         signal(SIGINT, SIG_DFL);
         raise(SIGINT);

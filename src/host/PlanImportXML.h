@@ -22,7 +22,8 @@ struct TImportChoices {
     bool chkBound = true;
     bool chkZone = true;
     bool chkCenter = false;
-    int cmbPoints = 0;  // 0 none, 1 all, 2 only the listed numbers
+    int cmbPoints = 0;      // 0 none, 1 all, 2 only the listed numbers
+    int cmbWriteStyle = 1;  // kept, not used: the job always writes MIF/MID
     std::vector<std::string> txtCn;
     std::string XSDPath;
     std::string AppPath;
@@ -43,6 +44,18 @@ struct TImportOutcome {
 // folder cannot be made. In a batch, a file that fails is reported in one line and the run
 // goes on.
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport);
+
+class TcsIniFile;
+
+// The saved choices: section "Import" of Импорт64.ini in the user's temporary folder.
+std::string SavedChoicesPath();
+void LoadChoices(const TcsIniFile& aIni, TImportChoices& aChoices);
+void SaveChoices(TcsIniFile& aIni, const TImportChoices& aChoices);
+
+inline constexpr const char* kVersion = "2.0 (сборка 22)";
+inline constexpr int kReleaseDate = 20250708;
+// "Террамир Мини\n\nВерсия: ...\nДата выпуска: 2025.07.08\n\n" and the last line.
+std::string AboutText(std::string_view aLastLine);
 
 // The program's own mask matcher: "*" and "?", upper-cased; what is left of the name behind
 // a used-up mask is not looked at ("a.xml.bak" matches "*.xml").

@@ -8,23 +8,7 @@
 
 namespace tmi {
 
-std::string GeneralFloat(double aValue) {
-    if (!std::isfinite(aValue)) return "0";
-    char buf[64];
-    const auto r = std::to_chars(buf, buf + sizeof buf, aValue, std::chars_format::general, 15);
-    std::string s(buf, r.ptr);
-    // "1e+20" is written "1E20", "1.5e-06" as "1.5E-6".
-    const size_t e = s.find('e');
-    if (e != std::string::npos) {
-        std::string exponent = s.substr(e + 1);
-        const bool negative = !exponent.empty() && exponent[0] == '-';
-        size_t start = (!exponent.empty() && (exponent[0] == '-' || exponent[0] == '+')) ? 1 : 0;
-        while (start + 1 < exponent.size() && exponent[start] == '0') ++start;
-        s = s.substr(0, e) + "E" + (negative ? "-" : "") + exponent.substr(start);
-    }
-    if (s == "-0") s = "0";
-    return s;
-}
+std::string GeneralFloat(double aValue) { return std::isfinite(aValue) ? FloatToStr(aValue) : std::string("0"); }
 
 namespace {
 

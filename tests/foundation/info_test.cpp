@@ -1,5 +1,7 @@
 // Info objects: published properties by name, XML round trips in both modes, Clone and
 // Assign, lists read through ItemClass, the registry and the manager's file.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <libxml/parser.h>
@@ -205,7 +207,7 @@ TEST(InfoRegistry, ByNameInternalNameAndDoubles) {
 }
 
 TEST(InfoManager, FileRoundTripAndMissingFile) {
-    const auto path = (std::filesystem::temp_directory_path() / "tmi_manager.xml").string();
+    const auto path = (std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_manager.xml")).string();
     TcsManager m;
     m.SetName("main");
     m.CustomSettings = {"a=1", "Путь=/tmp"};

@@ -1,4 +1,6 @@
 // Line output and the nesting trace.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -60,7 +62,7 @@ TEST(Output, DateAndTimeForm) {
 }
 
 TEST(Output, FileModeAppendsAndCallsOnPrintWithTheMessage) {
-    const auto path = std::filesystem::temp_directory_path() / "tmi_output_test.log";
+    const auto path = std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_output_test.log");
     std::filesystem::remove(path);
     std::vector<std::string> printed;
     {
@@ -112,8 +114,8 @@ TEST(Trace, EnterLeaveAndTheExceptOnlyMode) {
 }
 
 TEST(Trace, AllModeKeepsEverythingAndFilesOfQuietRunsGo) {
-    const auto quiet = std::filesystem::temp_directory_path() / "tmi_trace_quiet.log";
-    const auto loud = std::filesystem::temp_directory_path() / "tmi_trace_loud.log";
+    const auto quiet = std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_trace_quiet.log");
+    const auto loud = std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_trace_loud.log");
     {
         TcsTrace t(quiet.string());
         t.SetMode(tmTraceAll);

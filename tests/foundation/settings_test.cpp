@@ -1,4 +1,6 @@
 // The settings store and its INI file.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -11,7 +13,7 @@ using namespace tmi;
 namespace {
 
 std::string TempPath(const std::string& aName) {
-    return (std::filesystem::temp_directory_path() / ("tmi_settings_" + aName)).string();
+    return (std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_settings_" + aName)).string();
 }
 
 std::string ReadAll(const std::string& aPath) {

@@ -1,5 +1,7 @@
 // The console's workflow without widgets: the mask matcher, the batch walk, messages,
 // failures per file, the output folder, and the command line.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -15,7 +17,7 @@ namespace {
 
 struct Folder {
     fs::path fPath;
-    explicit Folder(const std::string& aName) : fPath(fs::temp_directory_path() / ("tmi_console_" + aName)) {
+    explicit Folder(const std::string& aName) : fPath(fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_console_" + aName)) {
         fs::remove_all(fPath);
         fs::create_directories(fPath);
         setenv("XDG_DOCUMENTS_DIR", fPath.c_str(), 1);

@@ -1,5 +1,7 @@
 // The job: Execute's outcomes and error texts, the result list, recognition of every kind of
 // root, the system tables and the thirteen tables of every import.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -19,7 +21,7 @@ namespace fs = std::filesystem;
 class Job : public ::testing::Test {
 protected:
     void SetUp() override {
-        fRoot = fs::temp_directory_path() / ("tmi_job_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+        fRoot = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_job_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
         fs::remove_all(fRoot);
         fs::create_directories(fRoot / "out");
         fs::create_directories(fRoot / "docs");
@@ -79,7 +81,7 @@ TEST_F(Job, MissingFileGivesCode2AndAnEmptyList) {
 }
 
 TEST_F(Job, NoRootGivesCode4WithoutText) {
-    for (const std::string text : {std::string(""), std::string("<?xml version=\"1.0\"?>"), std::string("<a><b></a>"),
+    for (const std::string& text : {std::string(""), std::string("<?xml version=\"1.0\"?>"), std::string("<a><b></a>"),
                                    std::string("\x01\x02\x03 binary"), std::string("<a")}) {
         TlibImportXML job;
         Prepare(job, Write("bad.xml", text));

@@ -1,5 +1,7 @@
 // Every real extract imports into thirteen tables that GDAL's MapInfo driver opens without an
 // error or a warning.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -43,7 +45,7 @@ TEST(RealDataImport, ThirteenTablesThatGDALOpens) {
     Shell("ogrinfo --version", &status);
     const bool haveGdal = status == 0;
     if (!haveGdal && InCI()) FAIL() << "ogrinfo (gdal-bin) is missing";
-    const fs::path root = fs::temp_directory_path() / "tmi_real_import";
+    const fs::path root = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_real_import");
     fs::remove_all(root);
     setenv("XDG_DOCUMENTS_DIR", root.c_str(), 1);
     int files = 0;

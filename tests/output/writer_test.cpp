@@ -1,5 +1,7 @@
 // The MIF/MID writer: the header, the value forms, rows without values, recoding, and the
 // catalogue of the thirteen tables.
+#include <unistd.h>
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -38,7 +40,7 @@ std::string ReadUtf8(const std::string& aPath) {
 }
 
 std::string TempFolder(const std::string& aName) {
-    const auto dir = std::filesystem::temp_directory_path() / ("tmi_writer_" + aName);
+    const auto dir = std::filesystem::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_writer_" + aName);
     std::filesystem::remove_all(dir);
     std::filesystem::create_directories(dir);
     return dir.string() + "/";

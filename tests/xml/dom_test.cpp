@@ -92,8 +92,8 @@ TEST(DomChildList, AnchorsServeEveryIndex) {
     for (int i : {0, 1, 2, 99, 98, 50, 49, 51, 10, 90, 0, 99, 37}) EXPECT_EQ(list->Get(i)->GetAttribute("i"), std::to_string(i));
     for (int i = 0; i < 100; ++i) EXPECT_EQ(list->Get(i)->GetAttribute("i"), std::to_string(i));
     for (int i = 99; i >= 0; --i) EXPECT_EQ(list->Get(i)->GetAttribute("i"), std::to_string(i));
-    EXPECT_THROW(list->Get(-1), EListError);
-    EXPECT_THROW(list->Get(100), EListError);
+    EXPECT_THROW((void)list->Get(-1), EListError);
+    EXPECT_THROW((void)list->Get(100), EListError);
     EXPECT_EQ(list->IndexOf(list->Get(42)), 42);
     EXPECT_EQ(list->FindNode("c")->GetAttribute("i"), "0");
     int n = 0;

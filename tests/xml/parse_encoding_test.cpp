@@ -101,7 +101,7 @@ TEST(ParseEncoding, ForcedCodePageIgnoresMarkAndDeclaration) {
 }
 
 TEST(ParseEncoding, MarkWithNothingBehindIsAnEmptyDocument) {
-    for (const std::string bytes : {std::string("\xEF\xBB\xBF"), std::string("\xFF\xFE"), std::string("\xFE\xFF"),
+    for (const std::string& bytes : {std::string("\xEF\xBB\xBF"), std::string("\xFF\xFE"), std::string("\xFE\xFF"),
                                     std::string("")}) {
         TXMLDocument doc;
         EXPECT_TRUE(Load(doc, bytes)) << bytes.size();

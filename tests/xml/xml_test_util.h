@@ -1,6 +1,8 @@
 // Helpers shared by the document layer's tests.
 #pragma once
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -23,7 +25,7 @@ inline std::string ErrorOf(std::string_view aXML) {
 
 inline std::filesystem::path TempFile(const std::string& aName, std::string_view aContent) {
     const char* dir = std::getenv("TMPDIR");
-    std::filesystem::path p = std::filesystem::path(dir && *dir ? dir : "/tmp") / ("tmi_xml_test_" + aName);
+    std::filesystem::path p = std::filesystem::path(dir && *dir ? dir : "/tmp") / ("tmi" + std::to_string(::getpid()) + "_xml_test_" + aName);
     std::ofstream(p, std::ios::binary).write(aContent.data(), static_cast<std::streamsize>(aContent.size()));
     return p;
 }

@@ -1,0 +1,162 @@
+// The Python module tmMiniImportLib: the entry the host's interpreter calls, and its two
+// functions. Built for the stable ABI and not linked to libpython, so it binds to whichever
+// interpreter loads it. No C++ exception crosses into the interpreter: each becomes a Python
+// exception.
+#define Py_LIMITED_API 0x03070000
+#include <Python.h>
+#include <dlfcn.h>
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QString>
+#include <clocale>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "PlanImportXML.h"
+#include "csIniFile.h"
+#include "csPaths.h"
+
+using namespace tmi;
+
+namespace {
+
+constexpr const char* kAboutLastLine = "Импорт XML. Импорт КПТ, КВЗУ и других документов Росреестра.";
+
+// Owns a Python reference.
+struct PyRef {
+    PyObject* p;
+    explicit PyRef(PyObject* o) : p(o) {}
+    ~PyRef() { Py_XDECREF(p); }
+    PyRef(const PyRef&) = delete;
+    PyRef& operator=(const PyRef&) = delete;
+    explicit operator bool() const { return p != nullptr; }
+};
+
+// A Python exception is already set.
+struct PythonError {};
+
+// The folder of this module, with its trailing "/".
+std::string ModuleFolder() {
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&ModuleFolder), &info) && info.dli_fname)
+        return IncludeTrailingDelimiter(std::filesystem::path(info.dli_fname).parent_path().string());
+    return "./";
+}
+
+bool HaveDisplay() {
+    for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        if (const char* s = std::getenv(v); s && *s) return true;
+    return false;
+}
+
+// The host's application, or one of our own made once.
+QApplication* Application() {
+    if (auto* app = qobject_cast<QApplication*>(QCoreApplication::instance())) return app;
+    if (QCoreApplication::instance()) return nullptr;
+    static int argc = 1;
+    static char name[] = "tmMiniImportLib";
+    static char* argv[] = {name, nullptr};
+    static QApplication* own = new QApplication(argc, argv);  // lives with the process, as the host's would
+    return own;
+}
+
+void ShowInformation(const std::string& aText) {
+    if (!HaveDisplay() || !Application()) throw Exception("Нет экрана для сообщения:\n" + aText);
+    QMessageBox box(QMessageBox::Information, QString::fromUtf8("Террамир Мини"), QString::fromUtf8(aText.c_str()),
+                    QMessageBox::Ok);
+    box.exec();
+}
+
+// "axipy.app.mainwindow.qt_object().winId()" as text, converted to an integer.
+long long HostWindowId() {
+    PyRef axipy(PyImport_ImportModule("axipy"));
+    if (!axipy) throw PythonError{};
+    PyRef app(PyObject_GetAttrString(axipy.p, "app"));
+    if (!app) throw PythonError{};
+    PyRef window(PyObject_GetAttrString(app.p, "mainwindow"));
+    if (!window) throw PythonError{};
+    PyRef qt(PyObject_CallMethod(window.p, "qt_object", nullptr));
+    if (!qt) throw PythonError{};
+    PyRef id(PyObject_CallMethod(qt.p, "winId", nullptr));
+    if (!id) throw PythonError{};
+    PyRef text(PyObject_Str(id.p));
+    if (!text) throw PythonError{};
+    PyRef bytes(PyUnicode_AsUTF8String(text.p));
+    if (!bytes) throw PythonError{};
+    const std::string value = PyBytes_AsString(bytes.p);
+    int64_t number = 0;
+    if (!TryStrToInt(value, number)) throw Exception("'" + value + "' is not a valid integer value");
+    return number;
+}
+
+template <class F>
+PyObject* Guarded(F&& aBody) {
+    try {
+        return aBody();
+    } catch (const PythonError&) {
+        return nullptr;
+    } catch (const std::exception& e) {
+        PyErr_SetString(PyExc_RuntimeError, e.what());
+        return nullptr;
+    } catch (...) {
+        PyErr_SetString(PyExc_RuntimeError, "tmMiniImportLib: unknown error");
+        return nullptr;
+    }
+}
+
+PyObject* ShowImportAbout(PyObject*, PyObject*) {
+    return Guarded([] {
+        ShowInformation(AboutText(kAboutLastLine));
+        return PyLong_FromLong(0);
+    });
+}
+
+PyObject* ShowImportForm(PyObject*, PyObject*) {
+    return Guarded([]() -> PyObject* {
+        const std::string appPath = ModuleFolder();
+        Bitness() = sizeof(void*) == 4 ? 32 : 64;
+        std::setlocale(LC_NUMERIC, "C");
+        HostMode() = 3;
+        TcsIniFile ini(SavedChoicesPath());
+        TImportChoices choices;
+        choices.AppPath = appPath;
+        choices.XSDPath = appPath + "XSDSchemes";
+        LoadChoices(ini, choices);
+        // The choices go back to the file however the rest ends.
+        struct Keep {
+            TcsIniFile& fIni;
+            TImportChoices& fChoices;
+            ~Keep() {
+                SaveChoices(fIni, fChoices);
+                fIni.UpdateFile();
+            }
+        } keep{ini, choices};
+        const long long owner = HostWindowId();
+        (void)owner;
+        // The console's window comes with the console; until it exists the form cannot open.
+        PyErr_SetString(PyExc_NotImplementedError, "Консоль импорта в этой сборке отсутствует");
+        return nullptr;
+    });
+}
+
+PyMethodDef kMethods[] = {
+    {"ShowImportForm", ShowImportForm, METH_VARARGS, "ShowImportForm"},
+    {"ShowImportAbout", ShowImportAbout, METH_VARARGS, "ShowImportAbout"},
+    {nullptr, nullptr, 0, nullptr},
+};
+
+PyModuleDef kModule = {PyModuleDef_HEAD_INIT, "tmMiniImportLib", nullptr, -1, kMethods, nullptr, nullptr, nullptr, nullptr};
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) PyObject* PyInit_tmMiniImportLib() {
+    try {
+        return PyModule_Create(&kModule);
+    } catch (...) {
+        PyErr_SetString(PyExc_ImportError, "tmMiniImportLib: the module could not be created");
+        return nullptr;
+    }
+}

@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""The Python module as the host's interpreter sees it.
+
+usage: module_test.py MODULE_DIR STAND_INS_DIR
+Prints 'N passed, N failed' and exits non-zero on a failure.
+"""
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+module_dir, stand_ins = sys.argv[1], sys.argv[2]
+passed = failed = 0
+
+
+def check(name, condition, detail=""):
+    global passed, failed
+    if condition:
+        passed += 1
+    else:
+        failed += 1
+        print(f"FAILED: {name} {detail}")
+
+
+def run_python(code, env=None, timeout=60):
+    return subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, env=env, timeout=timeout)
+
+
+base = dict(os.environ, PYTHONPATH=module_dir)
+tmp = tempfile.mkdtemp()
+base["TMPDIR"] = tmp
+base.pop("DISPLAY", None)
+base.pop("QT_QPA_PLATFORM", None)
+
+# The module loads and offers its two functions, each documented by its own name.
+r = run_python(
+    "import tmMiniImportLib as m\n"
+    "print(m.__name__, m.ShowImportForm.__doc__, m.ShowImportAbout.__doc__)\n",
+    base)
+check("import", r.returncode == 0 and r.stdout.split() == ["tmMiniImportLib", "ShowImportForm", "ShowImportAbout"],
+      r.stdout + r.stderr)
+
+# Without axipy the console does not open: a Python exception, no crash; the choices are kept.
+r = run_python(
+    "import tmMiniImportLib as m\n"
+    "try:\n    m.ShowImportForm(1, 2)\nexcept ImportError as e:\n    print('ImportError')\n",
+    base)
+check("no axipy", r.returncode == 0 and "ImportError" in r.stdout, r.stdout + r.stderr)
+check("choices written", os.path.exists(os.path.join(tmp, "Импорт64.ini")))
+with open(os.path.join(tmp, "Импорт64.ini"), encoding="utf-8") as f:
+    ini = f.read()
+check("choices defaults", "[Import]" in ini and "chkParcel=1" in ini and "Xmax=10000000" in ini, ini)
+
+# With the stand-in of axipy the window id is read; the console's window is not in this build.
+env = dict(base, PYTHONPATH=module_dir + os.pathsep + stand_ins)
+r = run_python(
+    "import tmMiniImportLib as m\n"
+    "try:\n    m.ShowImportForm()\nexcept NotImplementedError as e:\n    print('NotImplemented')\n",
+    env)
+check("with axipy", r.returncode == 0 and "NotImplemented" in r.stdout, r.stdout + r.stderr)
+
+# Without a display the about box becomes a Python exception, not a crash.
+r = run_python(
+    "import tmMiniImportLib as m\n"
+    "try:\n    m.ShowImportAbout()\nexcept RuntimeError as e:\n    print('RuntimeError', str(e).replace(chr(10), ' '))\n",
+    base)
+check("about without display", r.returncode == 0 and "Версия: 2.0 (сборка 22)" in r.stdout, r.stdout + r.stderr)
+
+# Under Xvfb the box is shown and closed by a key press; the function answers 0.
+xvfb, xdotool = shutil.which("Xvfb"), shutil.which("xdotool")
+if xvfb and xdotool:
+    display = ":97"
+    server = subprocess.Popen([xvfb, display, "-screen", "0", "1024x768x24"], stdout=subprocess.DEVNULL,
+                              stderr=subprocess.DEVNULL)
+    try:
+        time.sleep(1.0)
+        genv = dict(base, DISPLAY=display)
+        proc = subprocess.Popen([sys.executable, "-c", "import tmMiniImportLib as m; print(m.ShowImportAbout())"],
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=genv)
+        found = False
+        for _ in range(100):
+            w = subprocess.run([xdotool, "search", "--name", "Террамир Мини"], capture_output=True, text=True,
+                               env=genv)
+            if w.stdout.strip():
+                found = True
+                wid = w.stdout.split()[0]
+                time.sleep(0.3)
+                subprocess.run([xdotool, "key", "--window", wid, "Return"], env=genv)
+                break
+            time.sleep(0.1)
+        try:
+            out, err = proc.communicate(timeout=20)
+        except subprocess.TimeoutExpired:
+            proc.kill()
+            out, err = proc.communicate()
+        check("about shown", found, err)
+        check("about closed", proc.returncode == 0 and out.strip() == "0", out + err)
+    finally:
+        server.terminate()
+        server.wait()
+elif os.environ.get("CI") == "true":
+    check("Xvfb and xdotool present", False)
+
+shutil.rmtree(tmp, ignore_errors=True)
+print(f"{passed} passed, {failed} failed")
+sys.exit(1 if failed else 0)
