@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "OXmlPDOM.h"
+#include "csGeometryCore.h"
+#include "csGrParcel.h"
 #include "csMapinfoTab.h"
 #include "csProgress.h"
 #include "csVariant.h"
@@ -100,7 +102,49 @@ public:
     void PostGMRecord();
     [[nodiscard]] TMITable& OpenTable();
 
+    // --- node accessors every reader uses
+    // Element-level children, by the sibling chain.
+    int ChildCount(xml::PXMLNode aNode) const;
+    // A loop over ChildAt(node, 0), ChildAt(node, 1), ... steps one sibling at a time.
+    xml::PXMLNode ChildAt(xml::PXMLNode aNode, int aIndex);
+    static std::string_view GetAttr(xml::PXMLNode aNode, std::string_view aName) { return aNode->GetAttribute(aName); }
+    // Text as a float with "." ; 0 when it does not parse.
+    static double FloatText(xml::PXMLNode aNode);
+    // Text of the first child whose name contains aName (case-sensitive); empty when none.
+    static std::string ChildTextLike(xml::PXMLNode aNode, std::string_view aName);
+    // Text of the first child whose name equals aName, case ignored.
+    static std::string ChildTextIs(xml::PXMLNode aNode, std::string_view aName);
+    // Depth first: text of the first descendant of that name (case ignored) with a text.
+    static std::string DeepChildText(xml::PXMLNode aNode, std::string_view aName);
+    // 0 for blank text; "." and "," both read as the decimal mark; 0 when it does not parse.
+    static double LooseFloat(std::string_view aText);
+
+    // --- the spatial reader
+    xml::PXMLNode CurrentChild() const noexcept { return fChildNode; }
+    TGrParcelRef ReadEntitySpatial(xml::PXMLNode aNode);
+    TGrParcelRef ReadEntitySpatialPlain(xml::PXMLNode aNode, bool aSortRings);
+    TGrContRef ReadRealtyContour(xml::PXMLNode aNode);
+    TGrParcelRef ReadContours(xml::PXMLNode aNode);
+    TGrParcelRef ReadEntitySpatialNew(xml::PXMLNode aNode, bool aCheckClosed);
+    TGrParcelRef ReadEntitySpatialPrefixed(xml::PXMLNode aNode, bool aCheckClosed);
+    TGrParcelRef ReadContoursNew(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound);
+    TGrParcelRef ReadContoursPrefixed(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound);
+    void ReadGeometryContour(xml::PXMLNode aNode, TcsGeometry& aGeometry);
+    TGrParcelRef SortContours();
+    int32_t AddPointDecl(const std::string& aNpt, const std::string& aNpt2, const std::string& aKnuch, int32_t aStatus,
+                         double aDelta, double aY, double aX);
+    void ClearSPList() { SPList.clear(); }
+
     // --- geometry clauses
+    void WriteGrParcel(TGrParcel& aParcel, bool aAsRegion);
+    void WriteGrParcelLines(const TGrParcel& aParcel);
+    void WriteGrCont(const TGrCont& aCont);
+    void WriteGeometry(const TcsGeometry& aGeometry);
+    void WriteGeometryParts(const TcsGeometry& aGeometry, double aRadius, int aPosition, int aPartKind,
+                            const std::vector<int>& aIndices);
+    bool CheckObject() const { return true; }
+    bool CheckObjectLinear(const TGrCont& aCont, bool aCheck) const;
+    static int CountGMContours(const TGrParcel& aParcel);
     void WriteGrPoint(double aX, double aY);
     // Every written coordinate passes here.
     void TransformPoint(double& aX, double& aY, double aY0, double aX0) const;
@@ -198,6 +242,19 @@ public:
     bool debugPrint = false;
     int32_t iMode = 0;
 
+    // --- spatial state
+    struct SPListEntry {
+        TGrContRef fCont;
+        int32_t fFlag = 1;  // 0 on the entry of the largest ring
+    };
+    std::vector<SPListEntry> SPList;
+    int32_t fcont = 0, fes = 0, freg = 0;
+    TPointRad fPointRad;
+    bool fWriteRad = false;
+    std::string NumbPp;
+    std::string ParcelStr, ContourStr, ElementStr;
+    int32_t FMaxElementCount = 0;
+
     // The open tables, in order of creation.
     [[nodiscard]] const std::vector<std::unique_ptr<TMITable>>& Tables() const noexcept { return fMITables; }
     // The folder the tables go to, with its trailing "/".
@@ -210,8 +267,19 @@ private:
     void SetProgressText(std::string_view aText);
     [[nodiscard]] bool Cancelled();
 
+    void ShowElementProgress();
+    void ShowContourProgress();
+    TGrParcelRef ReadEntitySpatialNewFamily(xml::PXMLNode aNode, bool aCheckClosed, bool aPrefixed);
+    TGrParcelRef ReadContoursNewFamily(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound, bool aPrefixed);
+    void DecidePointNumbering(xml::PXMLNode aRing);
+    void Extremes(double aX, double aY, bool aRect);
+
     std::vector<TGMField> FieldList;
     std::vector<std::unique_ptr<TMITable>> fMITables;
+    // The cursor of ChildAt.
+    xml::PXMLNode fChildParent = nullptr;
+    xml::PXMLNode fChildNode = nullptr;
+    int fChildIndex = -1;
 };
 
 // The local name of a node: the part after the first ":" of its name.

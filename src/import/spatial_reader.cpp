@@ -1,0 +1,617 @@
+// The spatial reader: spatial elements of both families into rings, holes, points and radii;
+// the node accessors that every reader uses.
+#include <algorithm>
+#include <charconv>
+
+#include "libImportXML.h"
+#include "xml_errors.h"
+
+namespace tmi {
+
+using xml::PXMLNode;
+
+namespace {
+
+// "Contains": a case-sensitive part of the node's name.
+bool Has(PXMLNode aNode, std::string_view aPart) { return aNode->NodeName().find(aPart) != std::string_view::npos; }
+// "Equals": the whole name, case ignored.
+bool Is(PXMLNode aNode, std::string_view aName) { return SameText(aNode->NodeName(), aName); }
+
+PXMLNode FirstElement(PXMLNode aNode) {
+    PXMLNode c = aNode->FirstChild();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+PXMLNode NextElement(PXMLNode aNode) {
+    PXMLNode c = aNode->NextSibling();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+// The left spelling, or the right one when the left gave an empty string.
+std::string_view Either(PXMLNode aNode, std::string_view aLeft, std::string_view aRight) {
+    const std::string_view left = aNode->GetAttribute(aLeft);
+    return left.empty() ? aNode->GetAttribute(aRight) : left;
+}
+
+// The strict conversion of classic coordinates and deltas: raises on malformed text.
+double StrictFloat(std::string_view aText) {
+    double v = 0;
+    if (!TryStrToFloat(aText, v)) throw Exception("'" + std::string(aText) + "' is not a valid floating point value");
+    return v;
+}
+
+bool IsClassicRing(PXMLNode n) { return Has(n, "Spatial_Element") || Has(n, "SpatialElement"); }
+bool IsClassicUnit(PXMLNode n) { return Has(n, "Spelement_Unit") || Has(n, "SpelementUnit"); }
+
+std::string Counted(const char* aWhat, int aIndex, int aCount) {
+    return std::string(aWhat) + " " + std::to_string(aIndex) + " из " + std::to_string(aCount);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// Node accessors
+
+int TlibImportXML::ChildCount(PXMLNode aNode) const {
+    int n = 0;
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) ++n;
+    return n;
+}
+
+PXMLNode TlibImportXML::ChildAt(PXMLNode aNode, int aIndex) {
+    if (aIndex < 0) return nullptr;
+    // From the last child served when it stands before the wanted one, else from the first.
+    PXMLNode c = nullptr;
+    int at = 0;
+    if (fChildParent == aNode && fChildNode && fChildIndex <= aIndex) {
+        c = fChildNode;
+        at = fChildIndex;
+    } else {
+        c = FirstElement(aNode);
+    }
+    while (c && at < aIndex) {
+        c = NextElement(c);
+        ++at;
+    }
+    fChildParent = aNode;
+    fChildNode = c;
+    fChildIndex = c ? at : -1;
+    return c;
+}
+
+double TlibImportXML::FloatText(PXMLNode aNode) {
+    double v = 0;
+    return TryStrToFloat(aNode->Text(), v) ? v : 0;
+}
+
+std::string TlibImportXML::ChildTextLike(PXMLNode aNode, std::string_view aName) {
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
+        if (Has(c, aName)) return c->Text();
+    return {};
+}
+
+std::string TlibImportXML::ChildTextIs(PXMLNode aNode, std::string_view aName) {
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
+        if (Is(c, aName)) return c->Text();
+    return {};
+}
+
+std::string TlibImportXML::DeepChildText(PXMLNode aNode, std::string_view aName) {
+    // Depth first without recursion; a match with empty text does not end the search.
+    PXMLNode n = FirstElement(aNode);
+    while (n) {
+        if (Is(n, aName)) {
+            std::string text = n->Text();
+            if (!text.empty()) return text;
+        }
+        if (PXMLNode child = FirstElement(n)) {
+            n = child;
+            continue;
+        }
+        while (n && n != aNode && !NextElement(n)) n = n->ParentNode();
+        if (!n || n == aNode) break;
+        n = NextElement(n);
+    }
+    return {};
+}
+
+double TlibImportXML::LooseFloat(std::string_view aText) {
+    std::string text = Trim(aText);
+    if (text.empty()) return 0;
+    std::replace(text.begin(), text.end(), ',', '.');
+    double v = 0;
+    return TryStrToFloat(text, v) ? v : 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Progress and points
+
+void TlibImportXML::ShowElementProgress() {
+    if (!FProgress) return;
+    FProgress->SetText(ContourStr.empty() ? ParcelStr + "\n" + ElementStr : ParcelStr + "\n" + ContourStr + ", " + ElementStr);
+}
+
+void TlibImportXML::ShowContourProgress() {
+    if (FProgress) FProgress->SetText(ParcelStr + "\n" + ContourStr);
+}
+
+void TlibImportXML::Extremes(double aX, double aY, bool aRect) {
+    if (aX < xmin) xmin = aX;
+    if (aY < ymin) ymin = aY;
+    if (aX > xmax) xmax = aX;
+    if (aY > ymax) ymax = aY;
+    if (!aRect) return;
+    if (aX < GRect.left) GRect.left = aX;
+    if (aX > GRect.right) GRect.right = aX;
+    if (aY < GRect.bottom) GRect.bottom = aY;
+    if (aY > GRect.top) GRect.top = aY;
+}
+
+int32_t TlibImportXML::AddPointDecl(const std::string& aNpt, const std::string& aNpt2, const std::string& aKnuch,
+                                    int32_t aStatus, double aDelta, double aY, double aX) {
+    contour = -1;
+    if (fPoints == -2 || fPoints == -3) return -1;
+    if (fPoints == 2 &&
+        std::none_of(arrCn.begin(), arrCn.end(), [&](const std::string& cn) { return SameText(cn, aKnuch); }))
+        return -1;
+    if (arPoints.capacity() < static_cast<size_t>(nPoints) + 100) arPoints.reserve(static_cast<size_t>(nPoints) + 10000);
+    arPoints.push_back(TPointDecl{aX, aY, aNpt, aNpt2, aStatus, FloatToStr(aDelta), aKnuch});
+    nPoints = static_cast<int32_t>(arPoints.size());
+    return -1;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Classic family
+
+void TlibImportXML::DecidePointNumbering(PXMLNode aRing) {
+    bool candidate = true;
+    for (PXMLNode unit = FirstElement(aRing); unit; unit = NextElement(unit)) {
+        if (!IsClassicUnit(unit)) continue;
+        if (!unit->HasAttribute("Su_Nmb") && !unit->HasAttribute("SuNmb")) {
+            candidate = false;
+            break;
+        }
+        bool decided = false;
+        for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
+            if (!Has(o, "Ordinate")) continue;
+            if (!o->HasAttribute("Ord_Nmb") && !o->HasAttribute("OrdNmb")) {
+                candidate = true;
+                decided = true;
+                break;
+            }
+            if (Either(o, "Ord_Nmb", "OrdNmb") != "1") {
+                candidate = false;
+                decided = true;
+                break;
+            }
+        }
+        if (decided) break;
+    }
+    if (candidate) fPntMain = 1;
+}
+
+TGrParcelRef TlibImportXML::ReadEntitySpatial(PXMLNode aNode) {
+    const int n = ChildCount(aNode);
+    double largest = -10000000.0;
+    int largestIndex = -1;
+    int rings = 0;
+    double delta = 0;  // an ordinate without a delta repeats the last one read in this call
+    int i = 0;
+    for (PXMLNode ring = FirstElement(aNode); ring; ring = NextElement(ring), ++i) {
+        if (n > 10) {
+            ElementStr = Counted("Элемент", i + 1, n);
+            ShowElementProgress();
+            if (Cancelled()) return nullptr;
+        }
+        if (!IsClassicRing(ring)) continue;
+        TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
+        ++rings;
+        if (fPntMain == 0) DecidePointNumbering(ring);
+        for (PXMLNode unit = FirstElement(ring); unit; unit = NextElement(unit)) {
+            if (!IsClassicUnit(unit)) continue;
+            std::string su, type;
+            if (RewriteXML) {
+                su = std::string(Either(unit, "Su_Nmb", "SuNmb"));
+                type = std::string(Either(unit, "Type_Unit", "TypeUnit"));
+            }
+            for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
+                if (!Has(o, "Ordinate")) continue;
+                const double ax = StrictFloat(o->GetAttribute("X")), ay = StrictFloat(o->GetAttribute("Y"));
+                const double x = fReversXY ? ax : ay, y = fReversXY ? ay : ax;
+                Extremes(x, y, false);
+                if (!RewriteXML) continue;
+                std::string npt, ord;
+                if (SameText(type, "Точка")) {
+                    npt = std::string(Either(o, "Num_Geopoint", "NumGeopoint"));
+                    if (fPntMain == 0) {
+                        ord = std::string(Either(o, "Ord_Nmb", "OrdNmb"));
+                        if (ord.empty() && !su.empty()) {
+                            ord = su;
+                            fPntMain = 1;
+                        }
+                    }
+                    if (fPntMain != 0) {
+                        if (su.empty()) {
+                            ord = std::string(Either(o, "Ord_Nmb", "OrdNmb"));
+                            if (!ord.empty()) fPntMain = 0;
+                        } else {
+                            ord = su;
+                        }
+                    }
+                    if (npt.empty()) npt = ord;
+                    if (npt.empty()) npt = su;
+                } else {
+                    npt = su;
+                }
+                const std::string_view deltaText = Either(o, "Delta_Geopoint", "DeltaGeopoint");
+                if (!deltaText.empty()) delta = StrictFloat(deltaText);
+                cont->AddPoint(x, y);
+                AddPointDecl(npt, ord, XMLParcel.Number, 1, delta, y, x);
+            }
+        }
+        if (RewriteXML) {
+            SPList.push_back(SPListEntry{cont, 1});
+            const double area = ContourArea(*cont);
+            if (area > largest) {
+                largest = area;
+                largestIndex = static_cast<int>(SPList.size()) - 1;
+            }
+        }
+    }
+    if (!RewriteXML) return nullptr;
+    TGrParcelRef parcel;
+    if (rings < 2) {
+        // An element with no ring has no first entry to take.
+        if (SPList.empty()) throw xml::EListError();
+        SPList[0].fCont->IsInternal = false;
+        parcel = std::make_shared<TGrParcel>();
+        parcel->Add(SPList[0].fCont);
+    } else {
+        SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+        parcel = SortContours();
+    }
+    ClearSPList();
+    return parcel;
+}
+
+TGrParcelRef TlibImportXML::ReadEntitySpatialPlain(PXMLNode aNode, bool aSortRings) {
+    double largest = -10000000.0;
+    int largestIndex = -1;
+    int rings = 0;
+    TGrContRef last;
+    for (PXMLNode ring = FirstElement(aNode); ring; ring = NextElement(ring)) {
+        if (!IsClassicRing(ring)) continue;
+        TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
+        ++rings;
+        for (PXMLNode unit = FirstElement(ring); unit; unit = NextElement(unit)) {
+            if (!IsClassicUnit(unit)) continue;
+            for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
+                if (!Has(o, "Ordinate")) continue;
+                const double ax = StrictFloat(o->GetAttribute("X")), ay = StrictFloat(o->GetAttribute("Y"));
+                const double x = fReversXY ? ax : ay, y = fReversXY ? ay : ax;
+                Extremes(x, y, false);
+                if (RewriteXML) cont->AddPoint(x, y);
+            }
+        }
+        if (RewriteXML) {
+            SPList.push_back(SPListEntry{cont, 1});
+            last = cont;
+            const double area = ContourArea(*cont);
+            if (area > largest) {
+                largest = area;
+                largestIndex = static_cast<int>(SPList.size()) - 1;
+            }
+        }
+    }
+    if (!RewriteXML) return nullptr;
+    TGrParcelRef parcel;
+    if (aSortRings && rings >= 2) {
+        SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+        parcel = SortContours();
+    } else {
+        // Only the last ring read counts.
+        if (!last) throw xml::EListError();
+        last->IsInternal = false;
+        parcel = std::make_shared<TGrParcel>();
+        parcel->Add(last);
+    }
+    ClearSPList();
+    return parcel;
+}
+
+TGrContRef TlibImportXML::ReadRealtyContour(PXMLNode aNode) {
+    TGrContRef cont;
+    for (PXMLNode element = FirstElement(aNode); element; element = NextElement(element)) {
+        if (!Has(element, "SpatialElement")) continue;
+        if (RewriteXML) cont = std::make_shared<TGrCont>();  // the last element wins
+        for (PXMLNode unit = FirstElement(element); unit; unit = NextElement(unit)) {
+            if (!Has(unit, "SpelementUnit")) continue;
+            for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
+                if (!Has(o, "Ordinate")) continue;
+                const double ax = StrictFloat(o->GetAttribute("X")), ay = StrictFloat(o->GetAttribute("Y"));
+                if (RewriteXML) cont->AddPoint(fReversXY ? ax : ay, fReversXY ? ay : ax);
+            }
+        }
+    }
+    return RewriteXML ? cont : nullptr;
+}
+
+TGrParcelRef TlibImportXML::ReadContours(PXMLNode aNode) {
+    const int n = ChildCount(aNode);
+    auto merged = std::make_shared<TGrParcel>();
+    int read = 0;
+    int i = 0;
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c), ++i) {
+        ContourStr = Counted("Контур", i + 1, n);
+        if (n > 10) {
+            ShowContourProgress();
+            if (Cancelled()) return nullptr;
+        }
+        if (!Is(c, "Contour")) continue;
+        if (!simpleProgress && FProgress) {
+            FProgress->Next(std::max(1, ChildCount(c)));
+            if (Cancelled()) return nullptr;
+        }
+        NumbPp.clear();
+        for (const char* attribute : {"Number_PP", "NumberPP", "Number_Record", "NumberRecord"}) {
+            NumbPp = std::string(c->GetAttribute(attribute));
+            if (!NumbPp.empty()) break;
+        }
+        for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
+            if (!Has(e, "Entity_Spatial") && !Has(e, "EntitySpatial")) continue;
+            TGrParcelRef part = ReadEntitySpatial(e);
+            if (RewriteXML && part) {
+                for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
+                ++read;
+            }
+        }
+    }
+    ContourStr.clear();
+    if (n >= 11) {
+        if (FProgress) FProgress->SetText(ParcelStr);
+        if (Cancelled()) return nullptr;
+    }
+    return read > 0 ? merged : nullptr;
+}
+
+TGrParcelRef TlibImportXML::SortContours() {
+    auto parcel = std::make_shared<TGrParcel>();
+    for (SPListEntry& entry : SPList) {
+        TGrCont& c = *entry.fCont;
+        c.IsInternal = false;
+        c.cont = fcont;
+        c.es = fes;
+        c.reg = freg;
+        for (const SPListEntry& other : SPList)
+            if (&other != &entry && ContourInContour(*other.fCont, c)) {
+                c.IsInternal = true;
+                break;
+            }
+    }
+    for (const SPListEntry& e : SPList)
+        if (!e.fCont->IsInternal) parcel->Add(e.fCont);
+    for (const SPListEntry& e : SPList)
+        if (e.fCont->IsInternal) parcel->Add(e.fCont);
+    return parcel;
+}
+
+// ---------------------------------------------------------------------------------------------
+// New family
+
+TGrParcelRef TlibImportXML::ReadEntitySpatialNew(PXMLNode aNode, bool aCheckClosed) {
+    return ReadEntitySpatialNewFamily(aNode, aCheckClosed, false);
+}
+
+TGrParcelRef TlibImportXML::ReadEntitySpatialPrefixed(PXMLNode aNode, bool aCheckClosed) {
+    return ReadEntitySpatialNewFamily(aNode, aCheckClosed, true);
+}
+
+TGrParcelRef TlibImportXML::ReadEntitySpatialNewFamily(PXMLNode aNode, bool aCheckClosed, bool aPrefixed) {
+    const std::string_view xName = aPrefixed ? "EnSpa2:x" : "x";
+    const std::string_view yName = aPrefixed ? "EnSpa2:y" : "y";
+    TGrParcelRef result;
+    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
+        if (aPrefixed ? !Has(list, "spatials_elements") : !Is(list, "spatials_elements")) continue;
+        int rings = 0;
+        double largest = -10000000.0;
+        int largestIndex = -1;
+        const int m = ChildCount(list);
+        int i = 0;
+        for (PXMLNode element = FirstElement(list); element; element = NextElement(element), ++i) {
+            if (m > 10) {
+                ElementStr = Counted("Элемент", i + 1, m);
+                ShowElementProgress();
+                if (Cancelled()) return nullptr;
+            }
+            if (!Has(element, "spatial_element")) continue;
+            TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
+            double firstX = -9900000.0, firstY = -9900000.0;
+            ++rings;
+            ++freg;
+            for (PXMLNode ords = FirstElement(element); ords; ords = NextElement(ords)) {
+                if (!Has(ords, "ordinates")) continue;
+                for (PXMLNode o = FirstElement(ords); o; o = NextElement(o)) {
+                    if (!Has(o, "ordinate")) continue;
+                    const double x = LooseFloat(ChildTextLike(o, yName));
+                    const double y = LooseFloat(ChildTextLike(o, xName));
+                    if (firstX < -9000000.0 && firstY < -9000000.0) {
+                        firstX = x;
+                        firstY = y;
+                    }
+                    const std::string ord = ChildTextLike(o, "ord_nmb");
+                    std::string npt = ChildTextLike(o, "num_geopoint");
+                    if (npt.empty() || SameText(npt, "NaN")) npt = ord;
+                    const std::string deltaText = ChildTextLike(o, "delta_geopoint");
+                    const double delta = deltaText.empty() ? 0 : LooseFloat(deltaText);
+                    Extremes(x, y, true);
+                    if (!RewriteXML) continue;
+                    cont->AddPoint(x, y);
+                    AddPointDecl(npt, ord, XMLParcel.Number, 1, delta, y, x);
+                }
+            }
+            if (!RewriteXML) continue;
+            if (aCheckClosed) {
+                const TGrPoint* last = cont->GetPoint(cont->Count() - 1);
+                if (!last || last->x != firstX || last->y != firstY) {
+                    --rings;  // an open ring is dropped
+                    continue;
+                }
+            }
+            SPList.push_back(SPListEntry{cont, 1});
+            const double area = ContourArea(*cont);
+            if (area > largest) {
+                largest = area;
+                largestIndex = static_cast<int>(SPList.size()) - 1;
+            }
+        }
+        if (!RewriteXML) continue;
+        // Only the last list of an entity_spatial decides the result.
+        result = nullptr;
+        if (rings == 1 && !SPList.empty()) {
+            TGrCont& c = *SPList[0].fCont;
+            c.IsInternal = false;
+            c.cont = fcont;
+            c.es = fes;
+            c.reg = freg;
+            result = std::make_shared<TGrParcel>();
+            result->Add(SPList[0].fCont);
+        } else if (rings > 1 && aCheckClosed) {
+            SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+            result = SortContours();
+        } else if (rings > 1) {
+            result = std::make_shared<TGrParcel>();
+            for (const SPListEntry& e : SPList) {
+                e.fCont->IsInternal = false;
+                e.fCont->cont = fcont;
+                e.fCont->es = fes;
+                e.fCont->reg = freg;
+                result->Add(e.fCont);
+            }
+        }
+        ClearSPList();
+    }
+    return result;
+}
+
+TGrParcelRef TlibImportXML::ReadContoursNew(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound) {
+    return ReadContoursNewFamily(aNode, aCheckClosed, aShowProgress, aFound, false);
+}
+
+TGrParcelRef TlibImportXML::ReadContoursPrefixed(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound) {
+    return ReadContoursNewFamily(aNode, aCheckClosed, aShowProgress, aFound, true);
+}
+
+TGrParcelRef TlibImportXML::ReadContoursNewFamily(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound,
+                                                  bool aPrefixed) {
+    aFound = false;
+    auto merged = std::make_shared<TGrParcel>();
+    int read = 0;
+    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
+        if (aPrefixed ? !Has(list, "contours") : !Is(list, "contours")) continue;
+        const int n = ChildCount(list);
+        int i = 0;
+        for (PXMLNode c = FirstElement(list); c; c = NextElement(c), ++i) {
+            if (aShowProgress) {
+                ContourStr = Counted("Контур", i + 1, n);
+                if (n > 10) {
+                    ShowContourProgress();
+                    if (Cancelled()) return nullptr;
+                }
+            }
+            if (aPrefixed ? !Has(c, "contour") : !Is(c, "contour")) continue;
+            if (aShowProgress && !simpleProgress && FProgress) {
+                FProgress->Next(std::max(1, ChildCount(c)));
+                if (Cancelled()) return nullptr;
+            }
+            NumbPp.clear();
+            ++fcont;
+            fes = 0;
+            for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
+                if (!Has(e, "entity_spatial")) continue;
+                ++fes;
+                freg = 0;
+                TGrParcelRef part = ReadEntitySpatialNewFamily(e, aCheckClosed, aPrefixed);
+                if (RewriteXML && part) {
+                    for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
+                    ++read;
+                }
+            }
+        }
+        ContourStr.clear();
+        if (aShowProgress && n >= 11 && FProgress) FProgress->SetText(ParcelStr);
+    }
+    if (read == 0) return nullptr;
+    const int count = merged->Count();
+    for (int i = 0; i < count; ++i) {
+        merged->Contour(i)->id = i;
+        merged->Contour(i)->extId = -1;
+    }
+    // Holes over the whole object: a ring inside another is internal to the first such ring.
+    for (int i = 0; i < count; ++i) {
+        TGrCont& ring = *merged->Contour(i);
+        ring.IsInternal = false;
+        for (int j = 0; j < count; ++j) {
+            if (j == i) continue;
+            if (ContourInContour(*merged->Contour(j), ring)) {
+                ring.IsInternal = true;
+                ring.extId = merged->Contour(j)->id;
+                break;
+            }
+        }
+    }
+    // Of two equal rings the first is marked: the later one still counts when the first is tried.
+    for (int i = 0; i < count; ++i) merged->Contour(i)->IsDeleted = false;
+    for (int i = 0; i < count; ++i) {
+        for (int j = 0; j < count; ++j) {
+            if (j == i || merged->Contour(j)->IsDeleted) continue;
+            if (SameContour(*merged->Contour(j), *merged->Contour(i))) {
+                merged->Contour(i)->IsDeleted = true;
+                break;
+            }
+        }
+    }
+    auto result = std::make_shared<TGrParcel>();
+    for (int i = 0; i < count; ++i)
+        if (!merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
+    for (int i = 0; i < count; ++i)
+        if (merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
+    aFound = true;
+    return result;
+}
+
+void TlibImportXML::ReadGeometryContour(PXMLNode aNode, TcsGeometry& aGeometry) {
+    TcsRingClassifier rings;
+    for (PXMLNode es = FirstElement(aNode); es; es = NextElement(es)) {
+        if (!Is(es, "entity_spatial")) continue;
+        for (PXMLNode list = FirstElement(es); list; list = NextElement(list)) {
+            if (!Is(list, "spatials_elements")) continue;
+            for (PXMLNode element = FirstElement(list); element; element = NextElement(element)) {
+                if (!Is(element, "spatial_element")) continue;
+                TcsCustomGeometry* object = aGeometry.AddGeometryObject();
+                for (PXMLNode ords = FirstElement(element); ords; ords = NextElement(ords)) {
+                    if (!Is(ords, "ordinates")) continue;
+                    for (PXMLNode o = FirstElement(ords); o; o = NextElement(o)) {
+                        if (!Is(o, "ordinate")) continue;
+                        std::string num = ChildTextIs(o, "num_geopoint");
+                        if (SameText(num, "NaN")) num = "0";
+                        double x = 0, y = 0;
+                        if (!TryStrToFloat(ChildTextIs(o, "x"), x) || !TryStrToFloat(ChildTextIs(o, "y"), y)) continue;
+                        object->Coords().AddCoord(num, x, y);
+                        if (fWriteRad) {
+                            double r = 0;
+                            if (!TryStrToFloat(ChildTextIs(o, "r"), r)) r = 0;
+                            fPointRad.AddPoint(x, y, r);
+                        }
+                    }
+                }
+                object->InternalUpdateBounds();
+                rings.Add(*object);
+                object->SetGeometryType(object->CalcGeometryType());
+            }
+        }
+    }
+}
+
+}  // namespace tmi
