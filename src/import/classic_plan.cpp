@@ -8,9 +8,6 @@ namespace tmi {
 
 namespace {
 
-// "Contains": a case-sensitive part of the node's name.
-bool NameHas(xml::PXMLNode aNode, std::string_view aPart) { return aNode->NodeName().find(aPart) != std::string_view::npos; }
-
 bool TryDate(const std::string& aText, TDateTime& aDate) {
     // DD.MM.YYYY only: two digits, a point, two digits, a point, four digits.
     int d = 0, m = 0, y = 0;
@@ -46,11 +43,11 @@ int32_t TlibImportXML::ReadEDocument(xml::PXMLNode aNode) {
     XMLeDoc.DocVer = std::string(aNode->GetAttribute("Version"));
     for (xml::PXMLNode child = aNode->FirstChild(); child; child = child->NextSibling()) {
         if (child->NodeType() != xml::ntElement) continue;
-        if (NameHas(child, "Sender")) {
+        if (NameContains(child, "Sender")) {
             XMLeDoc.SenderName = std::string(child->GetAttribute("Name"));
             XMLeDoc.SenderDate = ParseXmlDate(child->GetAttribute("Date_Upload"));
             fDu = XMLeDoc.SenderDate;
-        } else if (NameHas(child, "Recipient")) {
+        } else if (NameContains(child, "Recipient")) {
             XMLeDoc.Recipient = std::string(child->GetAttribute("Name"));
         }
     }
@@ -64,15 +61,15 @@ int32_t TlibImportXML::ReadEDocument(xml::PXMLNode aNode) {
 void TlibImportXML::ReadCertificationDoc(xml::PXMLNode aNode) {
     for (xml::PXMLNode child = aNode->FirstChild(); child; child = child->NextSibling()) {
         if (child->NodeType() != xml::ntElement) continue;
-        if (NameHas(child, "Organization"))
+        if (NameContains(child, "Organization"))
             XMLSert.Organization = child->Text();
-        else if (NameHas(child, "Date"))
+        else if (NameContains(child, "Date"))
             XMLSert.Date = ParseXmlDate(child->Text());
-        else if (NameHas(child, "Number"))
+        else if (NameContains(child, "Number"))
             XMLSert.Number = child->Text();
-        else if (NameHas(child, "Appointment"))
+        else if (NameContains(child, "Appointment"))
             XMLSert.Appointment = child->Text();
-        else if (NameHas(child, "FIO"))
+        else if (NameContains(child, "FIO"))
             XMLSert.FIO = child->Text();
     }
 }

@@ -285,4 +285,12 @@ private:
 // The local name of a node: the part after the first ":" of its name.
 std::string_view LocalNameOf(xml::PXMLNode aNode);
 
+// The two name tests of the readers. Contains: aPart is a case-sensitive part of the node's
+// name, so a prefix or a longer name passes. Equals: the whole name, case ignored (Cyrillic
+// as well as Latin).
+inline bool NameContains(xml::PXMLNode aNode, std::string_view aPart) {
+    return aNode->NodeName().find(aPart) != std::string_view::npos;
+}
+inline bool NameEquals(xml::PXMLNode aNode, std::string_view aName) { return SameText(aNode->NodeName(), aName); }
+
 }  // namespace tmi

@@ -12,10 +12,8 @@ using xml::PXMLNode;
 
 namespace {
 
-// "Contains": a case-sensitive part of the node's name.
-bool Has(PXMLNode aNode, std::string_view aPart) { return aNode->NodeName().find(aPart) != std::string_view::npos; }
-// "Equals": the whole name, case ignored.
-bool Is(PXMLNode aNode, std::string_view aName) { return SameText(aNode->NodeName(), aName); }
+bool Has(PXMLNode aNode, std::string_view aPart) { return NameContains(aNode, aPart); }
+bool Is(PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
 
 PXMLNode FirstElement(PXMLNode aNode) {
     PXMLNode c = aNode->FirstChild();

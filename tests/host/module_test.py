@@ -48,9 +48,9 @@ r = run_python(
     "try:\n    m.ShowImportForm(1, 2)\nexcept ImportError as e:\n    print('ImportError')\n",
     base)
 check("no axipy", r.returncode == 0 and "ImportError" in r.stdout, r.stdout + r.stderr)
-check("choices written", os.path.exists(os.path.join(tmp, "Импорт64.ini")))
-with open(os.path.join(tmp, "Импорт64.ini"), encoding="utf-8") as f:
-    ini = f.read()
+ini_path = os.path.join(tmp, "Импорт64.ini")
+check("choices written", os.path.exists(ini_path))
+ini = open(ini_path, encoding="utf-8").read() if os.path.exists(ini_path) else ""
 check("choices defaults", "[Import]" in ini and "chkParcel=1" in ini and "Xmax=10000000" in ini, ini)
 
 # With the stand-in of axipy the window id is read; the console's window is not in this build.

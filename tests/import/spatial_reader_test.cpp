@@ -326,3 +326,15 @@ TEST(Clauses, CheckObjectLinearOverlap) {
     EXPECT_FALSE(job.CheckObjectLinear(*Ring({{11, 0}, {20, 5}}), true));
     EXPECT_TRUE(job.CheckObjectLinear(*Ring({{11, 0}, {20, 5}}), false));
 }
+
+TEST(NameTests, ContainsIsCaseSensitiveEqualsFoldsCyrillic) {
+    xml::TXMLDocument doc;
+    ASSERT_TRUE(doc.LoadFromXML("<r><ns3:SpatialElement/><Точка/></r>"));
+    PXMLNode a = doc.DocumentElement()->FirstChild();
+    PXMLNode b = a->NextSibling();
+    EXPECT_TRUE(NameContains(a, "SpatialElement"));
+    EXPECT_FALSE(NameContains(a, "spatialelement"));
+    EXPECT_FALSE(NameEquals(a, "SpatialElement"));  // the whole name, prefix included
+    EXPECT_TRUE(NameEquals(a, "NS3:SPATIALELEMENT"));
+    EXPECT_TRUE(NameEquals(b, "точка"));
+}
