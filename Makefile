@@ -6,6 +6,8 @@ FUZZ_PKGS := clang libclang-rt-14-dev
 BUILD     ?= build
 JOBS      ?= $(shell nproc)
 SAMPLE    ?= samples/kpt10_sample.xml
+# The classifier schemas: those beside the checkout when they are there.
+XSD       ?= $(wildcard ../shared/data/XSDSchemes)
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
@@ -30,7 +32,7 @@ build: deps $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	$(BUILD)/bin/tmimport $(SAMPLE) -o $(BUILD)/sample-output
+	$(BUILD)/bin/tmimport $(SAMPLE) -o $(BUILD)/sample-output $(if $(XSD),--xsd $(XSD))
 	@ls $(BUILD)/sample-output
 
 test: build

@@ -144,6 +144,7 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         job.csXmax = aChoices.fXmax;
         job.csYmax = aChoices.fYmax;
         job.fPoints = aChoices.cmbPoints;
+        job.OnMessage = [&aReport](const std::string& aText) { aReport(TImportMessageLevel::Warning, aText); };
         if (aChoices.cmbPoints == 2)
             for (const std::string& line : aChoices.txtCn)
                 if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));

@@ -82,7 +82,10 @@ void TlibImportXML::WriteResultList() const {
 }
 
 bool TlibImportXML::Execute() {
-    // The classifier dictionaries are loaded here once the classifier list exists.
+    // The classifier dictionaries, for every file of a batch.
+    fClassList.XSDPath = ClassifierFolder(XSDPath, Bitness());
+    fClassList.OnMessage = OnMessage;
+    fClassList.Execute();
     SetProgressText("Подготовка импорта XML");
     bool result = true;
     WorkRect = TGeomRect{wrX1, wrY1, wrX2, wrY2};

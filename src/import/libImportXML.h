@@ -5,12 +5,14 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "OXmlPDOM.h"
+#include "csClassifiers.h"
 #include "csGeometryCore.h"
 #include "csGrParcel.h"
 #include "csMapinfoTab.h"
@@ -196,6 +198,8 @@ public:
     std::vector<std::string> arrCn;
     bool ispacket = false;
     std::string qgisPath;
+    // Notices for the operator (a missing classifier).
+    std::function<void(const std::string&)> OnMessage;
 
     // --- the state of the job
     int32_t fPntMain = 0;
@@ -241,6 +245,8 @@ public:
     std::string docDate;
     bool debugPrint = false;
     int32_t iMode = 0;
+
+    TClassList fClassList;
 
     // --- spatial state
     struct SPListEntry {
