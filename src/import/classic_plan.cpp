@@ -1,6 +1,8 @@
 // The classic plan reader: the document header, the certificate, and the walk of packages,
 // regions, blocks and parcels.
+#include <cmath>
 #include <cstdio>
+#include <tuple>
 
 #include "libImportXML.h"
 
@@ -74,10 +76,515 @@ void TlibImportXML::ReadCertificationDoc(xml::PXMLNode aNode) {
     }
 }
 
-// The classic walk of packages, regions, blocks and parcels is read by the classic plan
-// reader; until it exists these elements yield no rows.
-void TlibImportXML::ReadPackage(xml::PXMLNode) {}
-void TlibImportXML::ReadRegionLevel(xml::PXMLNode) {}
-void TlibImportXML::ReadParcel(xml::PXMLNode, std::string_view) {}
+namespace {
+
+bool Is(xml::PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
+
+xml::PXMLNode FirstElement(xml::PXMLNode aNode) {
+    xml::PXMLNode c = aNode->FirstChild();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+xml::PXMLNode NextElement(xml::PXMLNode aNode) {
+    xml::PXMLNode c = aNode->NextSibling();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+double FloatOf(std::string_view aText) {
+    double v = 0;
+    return TryStrToFloat(aText, v) ? v : 0;
+}
+
+std::string ShortDate(TDateTime aDate) {
+    int y, m, d, h, n, s, ms;
+    DecodeDateTime(aDate, y, m, d, h, n, s, ms);
+    char buf[16];
+    std::snprintf(buf, sizeof buf, "%02d.%02d.%04d", d, m, y);
+    return buf;
+}
+
+bool IsLevel(xml::PXMLNode aNode) {
+    for (const char* name : {"Federal", "Cadastral_Regions", "Cadastral_Region", "Cadastral_Districts", "Cadastral_District"})
+        if (Is(aNode, name)) return true;
+    return false;
+}
+
+}  // namespace
+
+void TlibImportXML::ReadPackage(xml::PXMLNode aNode) {
+    // The certificate first, wherever it stands: it dates every parcel.
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
+        if (Is(c, "Certification_Doc")) ReadCertificationDoc(c);
+    // Then the content, level by level.
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
+        if (Is(c, "Certification_Doc")) continue;
+        ReadRegionLevel(c);
+        if (DoAbort) break;
+    }
+}
+
+void TlibImportXML::ReadRegionLevel(xml::PXMLNode aNode) {
+    DoAll = false;
+    // Levels nest (federal, regions, districts): walked with a stack of our own, not the
+    // machine's, so that no file can exhaust it.
+    std::vector<xml::PXMLNode> pending{FirstElement(aNode)};
+    while (!pending.empty()) {
+        xml::PXMLNode c = pending.back();
+        if (!c) {
+            pending.pop_back();
+            continue;
+        }
+        pending.back() = NextElement(c);
+        if (Is(c, "Cadastral_Blocks"))
+            ReadClassicBlocks(c);
+        else if (Is(c, "Cadastral_Block") || Is(c, "CadastralBlock"))
+            ReadClassicBlock(c);
+        else if (Is(c, "ExistParcel") || Is(c, "NewParcel") || Is(c, "Parcel"))
+            ReadParcel(c, LocalNameOf(c));
+        else if (IsLevel(c))
+            pending.push_back(FirstElement(c));
+        if (DoAbort) return;
+    }
+}
+
+void TlibImportXML::ReadClassicBlocks(xml::PXMLNode aNode) {
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
+        if (Is(c, "Cadastral_Block") || Is(c, "CadastralBlock")) ReadClassicBlock(c);
+        if (DoAbort) return;
+    }
+}
+
+int TlibImportXML::CountContourSteps(xml::PXMLNode aNode, bool aMaxMode) const {
+    int steps = 0;
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
+        if (!NameContains(c, "Entity_Spatial") && !NameContains(c, "EntitySpatial")) continue;
+        const int e = ChildCount(c);
+        if (aMaxMode)
+            steps += e;
+        else
+            steps += FMaxElementCount > 0 ? static_cast<int>(std::lround(static_cast<double>(e) / FMaxElementCount * 10)) : 0;
+    }
+    return steps;
+}
+
+int TlibImportXML::CountParcelSteps(xml::PXMLNode aNode, bool aMaxMode) {
+    if (!aMaxMode) FMaxElementCount = CountParcelSteps(aNode, true);
+    int result = 0;
+    for (xml::PXMLNode parcel = FirstElement(aNode); parcel; parcel = NextElement(parcel)) {
+        if (!aMaxMode) ++result;
+        for (xml::PXMLNode contours = FirstElement(parcel); contours; contours = NextElement(contours)) {
+            if (!Is(contours, "Contours")) continue;
+            for (xml::PXMLNode contour = FirstElement(contours); contour; contour = NextElement(contour)) {
+                if (!Is(contour, "Contour")) continue;
+                if (aMaxMode)
+                    result = std::max(result, CountContourSteps(contour, true));
+                else
+                    result += 1 + CountContourSteps(contour, false);
+            }
+        }
+    }
+    return result;
+}
+
+void TlibImportXML::ReadClassicBlock(xml::PXMLNode aNode) {
+    double total = 0;
+    std::string units, note;
+    TGrParcelRef boundary;
+    XMLParcel.Block = std::string(aNode->GetAttribute("CadastralNumber"));
+    XMLBound.clear();
+    XMLZone.clear();
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
+        if (Is(c, "Parcels")) {
+            const int n = ChildCount(c);
+            StatusStyle = n == 1 ? 2 : 1;
+            if (StatusStyle == 1) {
+                SetProgressText(RewriteXML ? "Загрузка участков..." : "Проверка экстремумов в файле XML...");
+                if (FProgress) FProgress->SetMax(CountParcelSteps(c, false));
+                simpleProgress = false;
+            }
+            int i = 0;
+            for (xml::PXMLNode p = FirstElement(c); p; p = NextElement(p), ++i) {
+                ParcelStr = (RewriteXML ? "Загрузка участка: " : "Проверка участка: ") + std::to_string(i + 1) + " из " +
+                            std::to_string(n) + ", Номер: ";
+                if (Is(p, "Parcel") || Is(p, "NewParcel") || Is(p, "ExistParcel")) ReadParcel(p, LocalNameOf(p));
+                if (StatusStyle == 1) {
+                    if (FProgress) FProgress->Next();
+                    if (Cancelled()) return;
+                } else if (DoAbort) {
+                    break;
+                }
+            }
+            if (StatusStyle == 1 && FProgress) FProgress->SetMax(0);
+        } else if (Is(c, "NewParcel") || Is(c, "ExistParcel")) {
+            ReadParcel(c, LocalNameOf(c));
+        } else if (Is(c, "Area")) {
+            total = FloatOf(c->GetAttribute("Total"));
+            units = std::string(c->GetAttribute("Units"));
+        } else if (Is(c, "OMSPoints")) {
+            if (RewriteXML) OpenGMTable("ТочкиОМС");
+            for (xml::PXMLNode point = FirstElement(c); point; point = NextElement(point)) {
+                if (!Is(point, "OMSPoint")) continue;
+                std::string number, name, klass;
+                double ordX = 0, ordY = 0;
+                for (xml::PXMLNode v = FirstElement(point); v; v = NextElement(v)) {
+                    if (Is(v, "PNmb")) number = v->Text();
+                    else if (Is(v, "PName")) name = v->Text();
+                    else if (Is(v, "PKlass")) klass = v->Text();
+                    else if (Is(v, "OrdX")) ordX = FloatText(v);
+                    else if (Is(v, "OrdY")) ordY = FloatText(v);
+                }
+                if (!RewriteXML) continue;
+                // The map's first axis is OrdY, whatever fReversXY says; so is the column "X".
+                NewGMRecord(true, 10);
+                WriteGrPoint(ordY, ordX);
+                SetGMField("Номер", TcsVariant(number));
+                SetGMField("Название", TcsVariant(name));
+                SetGMField("Класс", TcsVariant(klass));
+                SetGMField("X", TcsVariant(ordY));
+                SetGMField("Y", TcsVariant(ordX));
+                SetGMField("КадастровыйНомер", TcsVariant(XMLParcel.Block));
+                SetGMField("ContDate", TcsVariant(XMLParcel.ContDate));
+                SetGMField("ContGUID", TcsVariant(XMLParcel.ContGUID));
+                SetGMField("iBlock", TcsVariant(XMLParcel.Block));
+                SetGMField("iParcel", TcsVariant(std::string()));
+                PostGMRecord();
+            }
+            if (RewriteXML) CloseGMTable();
+        } else if (Is(c, "SpatialData")) {
+            if (FProgress) FProgress->SetMax(0);
+            SetProgressText(RewriteXML ? "Импортируем границу квартала" : "Проверяем границу квартала");
+            if (FProgress) FProgress->SetMax(ChildCount(c));
+            simpleProgress = true;
+            for (xml::PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
+                if (NameContains(e, "Entity_Spatial") || NameContains(e, "EntitySpatial")) {
+                    // A block boundary never widens the extremes: it is read only to be written.
+                    if (RewriteXML) {
+                        XMLStopCont = true;
+                        boundary = ReadEntitySpatial(e);
+                    }
+                    break;
+                }
+                if (FProgress) FProgress->Next();
+                if (Cancelled()) break;
+            }
+            if (FProgress) FProgress->SetMax(0);
+        } else if (Is(c, "Note")) {
+            note = c->Text();
+        } else if (Is(c, "Bounds")) {
+            ReadClassicBounds(c);
+        } else if (Is(c, "Zones")) {
+            ReadClassicZones(c);
+        } else if (Is(c, "ObjectsRealty")) {
+            if (fWriteObj) ReadObjectsRealty(c);
+        }
+        if (DoAbort) break;
+    }
+    if (!RewriteXML) return;
+    OpenGMTable("Квартал");
+    if (boundary) {
+        NewGMRecord(true, 2);
+        WriteGrParcel(*boundary, true);
+    } else {
+        NewGMRecord(false, 2);
+    }
+    SetGMField("КадастровыйНомер", TcsVariant(XMLParcel.Block));
+    SetGMField("Площадь", TcsVariant(total));
+    SetGMField("ЕдИзм", TcsVariant(units));
+    SetGMField("Примечание", TcsVariant(note));
+    SetGMField("ContDate", TcsVariant(XMLParcel.ContDate));
+    SetGMField("ContGUID", TcsVariant(XMLParcel.ContGUID));
+    SetGMField("iBlock", TcsVariant(XMLParcel.Block));
+    SetGMField("iParcel", TcsVariant(std::string()));
+    PostGMRecord();
+    CloseGMTable();
+    XMLBound.clear();
+}
+
+void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
+    TXMLParcel& p = XMLParcel;
+    // 1.
+    p.IsGraphic = false;
+    p.EncCnt = 0;
+    p.ContDate = XMLSert.Date;
+    p.ContGUID = XMLSert.Number;
+    std::string owners, kinds, encumbrances;
+    // 2. The block of the parcel's own attribute, where the block gives none or the kind of
+    // document asks for it.
+    if (Trim(p.Block).empty() || (XMLeDoc.DocStyle == 0 && fCode_Type == 114) ||
+        (XMLeDoc.DocStyle == 1 && XMLeDoc.SchemaType == 2))
+        p.Block = std::string(aNode->GetAttribute("CadastralBlock"));
+    // 3.
+    p.Number = Trim(aNode->GetAttribute("CadastralNumber"));
+    if (p.Number.empty()) p.Number = std::string(aNode->GetAttribute("Definition"));
+    // 4.
+    if (FProgress) FProgress->SetText(ParcelStr + p.Number);
+    if (Cancelled()) return;
+    // 5.-7.
+    p.Name_ = std::string(aNode->GetAttribute("AdditionalName"));
+    p.NumberEZ.clear();
+    const std::string_view name = aNode->GetAttribute("Name");
+    p.Kind = name.empty() ? std::string() : fClassList.GetKlassString("Наименования участков", name);
+    const std::string_view method = aNode->GetAttribute("Method");
+    p.Remarka = method.empty() ? std::string() : fClassList.GetKlassString("Вид межевого плана", method);
+    const std::string_view state = aNode->GetAttribute("State");
+    p.Status = state.empty() ? std::string() : fClassList.GetKlassString("Статус участка", state);
+    p.Date1 = ParseXmlDate(aNode->GetAttribute("DateCreated"));
+    p.Date2 = ParseXmlDate(aNode->GetAttribute("DateCreatedDoc"));
+    // 8.
+    p.AreaCnt = p.RightCnt = p.SubParcelCnt = p.EntryCnt = p.NeiDefCnt = p.OldKnCnt = p.NewKnCnt = 0;
+    // 9.
+    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
+        const bool spatial = NameContains(c, "Entity_Spatial") || NameContains(c, "EntitySpatial");
+        if (!RewriteXML && !spatial && !NameContains(c, "Contours")) continue;
+        if (Is(c, "CadastralBlock")) {
+            p.Block = c->Text();
+        } else if (Is(c, "Name")) {
+            p.Name_ = fClassList.GetKlassString("Наименования участков", c->Text());
+        } else if (Is(c, "ParcelNeighbours")) {
+            ReadParcelNeighbours(c);
+        } else if (Is(c, "AllOffspringParcel")) {
+            ReadOffspringParcels(c);
+        } else if (Is(c, "Prev_CadastralNumbers")) {
+            ReadPrevNumbers(c);
+        } else if (Is(c, "ParentCadastralNumbers")) {
+            for (xml::PXMLNode n = FirstElement(c); n; n = NextElement(n))
+                if (n->NodeName() == "CadastralNumber") p.NumberEZ = n->Text();
+        } else if (Is(c, "CompositionEZ")) {
+            ReadCompositionEZ(c);
+        } else if (Is(c, "Areas")) {
+            ReadAreaList(c, 1);
+        } else if (Is(c, "Area")) {
+            ReadArea(c, 1);
+        } else if (Is(c, "Location")) {
+            ReadLocation(c);
+        } else if (Is(c, "Category")) {
+            ReadCategory(c);
+        } else if (Is(c, "Utilization")) {
+            ReadUtilization(c);
+        } else if (Is(c, "Rights")) {
+            ReadRights(c);
+        } else if (Is(c, "SubParcels")) {
+            XMLStopCont = true;
+            ReadSubParcels(c);
+        } else if (spatial) {
+            XMLStopCont = false;
+            if (fSplitContours == 1 || fSplitContours == 2) {
+                p.ContCnt = 0;
+                NumbPp.clear();
+            }
+            TGrParcelRef geometry = ReadEntitySpatial(c);
+            if (RewriteXML && geometry) {
+                p.Obj = geometry;
+                p.IsGraphic = true;
+            }
+        } else if (Is(c, "Contours")) {
+            XMLStopCont = false;
+            if (fSplitContours == 1 || fSplitContours == 2) {
+                p.ContCnt = 0;
+                NumbPp.clear();
+            }
+            TGrParcelRef geometry = ReadContours(c);
+            if (RewriteXML) {
+                p.Obj = geometry;
+                if (geometry) p.IsGraphic = true;
+            }
+        } else if (Is(c, "CadastralCost")) {
+            p.Ks.Value = FloatOf(c->Text());
+            if (p.Ks.Value == 0) p.Ks.Value = FloatOf(c->GetAttribute("Value"));
+            p.Ks.Eiz = fClassList.GetKlassString("Единицы измерения АИС", c->GetAttribute("Unit"));
+        } else if (Is(c, "Ground_Payments")) {
+            ReadGroundPayments(c);
+        } else if (Is(c, "OwnerNeighbours")) {
+            // nothing
+        } else if (Is(c, "Unified_Land_Unit")) {
+            for (xml::PXMLNode u = FirstElement(c); u; u = NextElement(u))
+                if (Is(u, "Preceding_Land_Unit")) {
+                    p.NumberEZ = u->Text();
+                    break;
+                }
+        } else if (Is(c, "Encumbrances")) {
+            ReadEncumbrances(c, 1);
+        } else if (Is(c, "Encumbrance")) {
+            ReadEncumbrance(c, 1);
+        } else if (Is(c, "SpecZones")) {
+            nSpecZones = 0;
+            for (xml::PXMLNode z = FirstElement(c); z; z = NextElement(z))
+                if (Is(z, "SpecZone")) {
+                    nSpecZones = 1;
+                    XMLSpecZones.push_back(z->Text());
+                    break;
+                }
+        } else if (Is(c, "Contactor")) {
+            ReadContactor(c);
+        } else if (Is(c, "SpecialNote")) {
+            p.SpecialNote = c->Text();
+        }
+        if (DoAbort) break;
+    }
+    // 10. The rest in the load pass only.
+    if (!RewriteXML) return;
+    // 11.
+    for (int i = 0; i < p.RightCnt; ++i) {
+        const TXMLRight& r = p.XMLRight[static_cast<size_t>(i)];
+        if (i) {
+            owners += ';';
+            kinds += ';';
+        }
+        owners += Trim(r.Owner);
+        kinds += Trim(r.Kind);
+        if (!Trim(r.Register1).empty()) kinds += " " + Trim(r.Register1) + " от " + ShortDate(r.DateReg1);
+    }
+    for (int i = 0; i < p.EncCnt; ++i) {
+        if (i) encumbrances += ';';
+        encumbrances += Trim(p.Encs[static_cast<size_t>(i)].Name_);
+    }
+    // 12.
+    for (const auto& [table, list, count] : {std::tuple{"СтарыеКадНомера", &p.OldKns, p.OldKnCnt},
+                                             std::tuple{"НовыеКадНомера", &p.NewKns, p.NewKnCnt}}) {
+        OpenGMTable(table);
+        for (int i = 0; i < count; ++i) {
+            NewGMRecord(false, 0);
+            SetGMField("КадастровыйНомер", TcsVariant((*list)[static_cast<size_t>(i)]));
+            SetGMField("iBlock", TcsVariant(p.Block));
+            SetGMField("iParcel", TcsVariant(p.Number));
+            PostGMRecord();
+        }
+        CloseGMTable();
+    }
+    // 13.
+    OpenGMTable("Участки");
+    if (p.IsGraphic && p.Obj) {
+        NewGMRecord(true, 2);
+        WriteGrParcel(*p.Obj, true);
+    } else {
+        NewGMRecord(false, 2);
+    }
+    const int tableId = ++OpenTable().counter;
+    SetGMField("TableId", TcsVariant(tableId));
+    SetGMField("КадастровыйБлок", TcsVariant(p.Block));
+    SetGMField("КадастровыйНомер", TcsVariant(p.Number));
+    SetGMField("Вид", TcsVariant(p.Name_));
+    SetGMField("IsGraphic", TcsVariant(p.IsGraphic ? 1 : 0));
+    SetGMField("НомерЕЗ", TcsVariant(p.NumberEZ));
+    SetGMField("СтатусУчастка", TcsVariant(p.Status));
+    SetGMField("Дата1", TcsVariant(p.Date1));
+    SetGMField("Дата2", TcsVariant(p.Date2));
+    SetGMField("Katzem", TcsVariant(p.Katzem));
+    SetGMField("Категория", TcsVariant(p.Category));
+    SetGMField("РазрИспользование", TcsVariant(p.Mean));
+    SetGMField("Примечание", TcsVariant(p.Remarka));
+    SetGMField("Наименование", TcsVariant(p.Name_));
+    SetGMField("Местоположение", TcsVariant(p.Place));
+    SetGMField("ОКАТО", TcsVariant(p.OKATO));
+    SetGMField("КЛАДР", TcsVariant(p.KLADR));
+    SetGMField("Землепользователь", TcsVariant(owners));
+    for (int i = 0; i < 3 && i < p.AreaCnt; ++i) {
+        SetGMField("ТипПлощади" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].TypeStr));
+        SetGMField("Площадь" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].Value));
+    }
+    for (int i = 0; i < 3 && i < p.CharCnt; ++i) {
+        const TXMLChar& ch = p.Chars[static_cast<size_t>(i)];
+        const std::string k = std::to_string(i + 1);
+        SetGMField("ТипХарактеристики" + k, TcsVariant(ch.TypeStr));
+        SetGMField("Характеристика" + k, TcsVariant(ch.Value));
+        SetGMField("ЕИХ" + k, TcsVariant(ch.Eiz));
+        SetGMField("ДатаХ" + k, TcsVariant(ch.Date));
+    }
+    for (int i = 0; i < 3 && i < p.OldKnCnt; ++i) SetGMField("СтарыйКн" + std::to_string(i + 1), TcsVariant(p.OldKns[static_cast<size_t>(i)]));
+    for (int i = 0; i < 3 && i < p.NewKnCnt; ++i) SetGMField("НовыйКн" + std::to_string(i + 1), TcsVariant(p.NewKns[static_cast<size_t>(i)]));
+    SetGMField("НомерОснования", TcsVariant(XMLSert.Number));
+    SetGMField("Получатель", TcsVariant(XMLeDoc.Recipient));
+    SetGMField("ДатаВыгрузки", TcsVariant(XMLeDoc.SenderDate));
+    SetGMField("КадастроваяСтоимость", TcsVariant(p.Ks.Value));
+    SetGMField("ЕИКС", TcsVariant(p.Ks.Eiz));
+    SetGMField("ДатаКС", TcsVariant(p.Ks.Date));
+    SetGMField("ВидПрава", TcsVariant(kinds));
+    SetGMField("Обременения", TcsVariant(encumbrances));
+    SetGMField("SpecialNote", TcsVariant(p.SpecialNote));
+    SetGMField("ContDate", TcsVariant(p.ContDate));
+    SetGMField("ContGUID", TcsVariant(p.ContGUID));
+    SetGMField("iBlock", TcsVariant(p.Block));
+    SetGMField("iParcel", TcsVariant(p.Number));
+    PostGMRecord();
+    CloseGMTable();
+    // 14.
+    if (p.NeiDefCnt > 0) {
+        OpenGMTable("Смежники");
+        for (int i = 0; i < p.NeiDefCnt; ++i) {
+            const TXMLOn& on = p.NeiDefs[static_cast<size_t>(i)];
+            NewGMRecord(false, 0);
+            SetGMField("КадастровыйНомер", TcsVariant(on.CadastralNumber));
+            SetGMField("Адрес", TcsVariant(on.Address));
+            SetGMField("Email", TcsVariant(on.Email));
+            SetGMField("iBlock", TcsVariant(p.Block));
+            SetGMField("iParcel", TcsVariant(p.Number));
+            PostGMRecord();
+        }
+        CloseGMTable();
+    }
+    // 15. Entry parcels of a unified land unit; a parcel without areas leaves the area
+    // columns of its entries empty.
+    if (p.EntryCnt > 0) {
+        OpenGMTable("Участки");
+        for (int i = 0; i < p.EntryCnt; ++i) {
+            const TXMlEntryParcel& e = p.EntryParcel[static_cast<size_t>(i)];
+            if (e.IsGraphic && e.Obj && CheckObject()) {
+                NewGMRecord(true, 2);
+                WriteGrParcel(*e.Obj, true);
+            } else {
+                NewGMRecord(false, 2);
+            }
+            SetGMField("КадастровыйБлок", TcsVariant(p.Block));
+            SetGMField("КадастровыйНомер", TcsVariant(e.Number));
+            SetGMField("Вид", TcsVariant(std::string("Обособленный участок")));
+            SetGMField("IsGraphic", TcsVariant(p.IsGraphic ? 1 : 0));
+            SetGMField("НомерЕЗ", TcsVariant(p.Number));
+            SetGMField("СтатусУчастка", TcsVariant(p.Status));
+            if (p.AreaCnt > 0) {
+                SetGMField("ТипПлощади1", TcsVariant(p.XMLArea[0].TypeStr));
+                SetGMField("Площадь1", TcsVariant(p.XMLArea[0].Value));
+            }
+            SetGMField("ДатаВыгрузки", TcsVariant(XMLeDoc.SenderDate));
+            SetGMField("ContDate", TcsVariant(p.ContDate));
+            SetGMField("ContGUID", TcsVariant(p.ContGUID));
+            SetGMField("iBlock", TcsVariant(p.Block));
+            SetGMField("iParcel", TcsVariant(p.Number));
+            PostGMRecord();
+        }
+        CloseGMTable();
+    }
+    // 16. Parts of the parcel.
+    OpenGMTable("ЧастиУчастка");
+    for (int i = 0; i < p.SubParcelCnt; ++i) {
+        const TXMLSubParcel& sp = p.XMLSubParcel[static_cast<size_t>(i)];
+        if (sp.IsGraphic && sp.Obj) {
+            NewGMRecord(true, 2);
+            WriteGrParcel(*sp.Obj, true);
+            SetGMField("IsGraphic", TcsVariant(1));
+        } else {
+            NewGMRecord(false, 2);
+            SetGMField("IsGraphic", TcsVariant(0));
+        }
+        SetGMField("КодУчастка", TcsVariant(tableId));
+        SetGMField("КадастровыйНомер", TcsVariant(sp.CadastralNumber));
+        SetGMField("УчетныйНомер", TcsVariant(sp.CalcNumber));
+        SetGMField("НомерЕЗ", TcsVariant(p.NumberEZ));
+        SetGMField("Дата", TcsVariant(sp.Date));
+        SetGMField("Назначение", TcsVariant(sp.Mean));
+        SetGMField("Сервитут", TcsVariant(sp.Encumbrance));
+        for (int k = 0; k < sp.AreaCnt; ++k) {
+            SetGMField("ТипПлощади" + std::to_string(k + 1), TcsVariant(sp.XMLArea[static_cast<size_t>(k)].TypeStr));
+            SetGMField("Площадь" + std::to_string(k + 1), TcsVariant(sp.XMLArea[static_cast<size_t>(k)].Value));
+        }
+        SetGMField("ContDate", TcsVariant(p.ContDate));
+        SetGMField("ContGUID", TcsVariant(p.ContGUID));
+        SetGMField("iBlock", TcsVariant(p.Block));
+        SetGMField("iParcel", TcsVariant(p.Number));
+        PostGMRecord();
+    }
+    CloseGMTable();
+}
 
 }  // namespace tmi

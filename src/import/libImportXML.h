@@ -65,11 +65,118 @@ struct SpecAlgo {
     double x1 = 0, y1 = 0, x2 = 0, y2 = 0, deg = 0, min = 0, sec = 0, dms = 0, scale = 0;
 };
 
-// The parcel being read; one record reused for a whole job. The classic plan reader fills
-// the rest of it.
+// A bound or zone of the current document.
+struct TXMLBound {
+    bool IsGraphic = false;
+    TGrParcelRef Obj;
+    std::string UchNum, BType, BName;
+    std::array<std::string, 5> DocType, DocName, DocNumber;
+    std::array<TDateTime, 5> DocDate;
+    std::array<std::string, 5> DocOrgan;
+    TtmRect GRect;
+    std::string UtName;
+};
+
+struct TXMLArea {
+    std::string Type_, TypeStr;
+    double Value = 0;
+    std::string Eiz;
+    double Tolerance = 0;
+};
+
+struct TXMLChar {
+    std::string Type_, TypeStr;
+    double Value = 0;
+    std::string Eiz;
+    TDateTime Date;
+};
+
+struct TXMLRight {
+    std::string Kind, Owner, DocKind1, Number1;
+    TDateTime Date1, DateStart1;
+    std::string Organ1;
+    TDateTime DateReg1;
+    std::string Register1, DocKind2, Number2;
+    TDateTime Date2, DateStart2;
+    std::string Organ2;
+    TDateTime DateReg2;
+    std::string Register2;
+};
+
+struct TXMLSubParcel {
+    bool IsGraphic = false;
+    TGrParcelRef Obj;
+    std::shared_ptr<TcsGeometry> csGeom;
+    std::string CadastralNumber;
+    TDateTime Date;
+    std::string Mean;
+    int32_t EncumbranceCode = 0;
+    std::string Encumbrance, CalcNumber;
+    TDateTime DateEnd;
+    double Area = 0;
+    int32_t AreaCnt = 0;
+    std::vector<TXMLArea> XMLArea;
+};
+
+struct TXMLEnc {
+    int32_t Code = 0;
+    std::string Name_;
+};
+
+struct TXMLContour {
+    TGrContRef Obj;
+    std::string Name_;
+};
+
+struct TXMLOn {
+    std::string CadastralNumber, Address, Email;
+};
+
+struct TXMlEntryParcel {
+    bool IsGraphic = false;
+    TGrParcelRef Obj;
+    std::string Block, Number, NumberEZ, Status;
+    TDateTime DateEnd;
+    double Area = 0;
+    int32_t AreaCnt = 0;
+    std::vector<TXMLArea> XMLArea;
+};
+
+// The parcel being read; one record reused for a whole job. Arrays keep their entries from
+// parcel to parcel: the counts say how many count, and fields a reader does not name keep
+// what an earlier parcel put there.
 struct TXMLParcel {
-    std::string Block;
-    std::string Number;
+    bool IsGraphic = false;
+    TGrParcelRef Obj;
+    std::string Block, Number, NumberEZ, Kind, Status, Owner;
+    TDateTime Date1, Date2;
+    int32_t AreaCnt = 0;
+    std::vector<TXMLArea> XMLArea;
+    std::string Place, OKATO, KLADR;
+    int32_t Katzem = 0;
+    std::string Category, Mean, Remarka, Name_;
+    int32_t RightCnt = 0;
+    std::vector<TXMLRight> XMLRight;
+    int32_t SubParcelCnt = 0;
+    std::vector<TXMLSubParcel> XMLSubParcel;
+    int32_t EncCnt = 0;
+    std::vector<TXMLEnc> Encs;
+    int32_t CharCnt = 0;
+    std::vector<TXMLChar> Chars;
+    TXMLChar Ks;
+    int32_t ContCnt = 0;
+    std::vector<TXMLContour> Contours;
+    TDateTime ContDate;
+    std::string ContGUID;
+    int32_t NeiDefCnt = 0;
+    std::vector<TXMLOn> NeiDefs;
+    int32_t OldKnCnt = 0;
+    std::vector<std::string> OldKns;
+    int32_t NewKnCnt = 0;
+    std::vector<std::string> NewKns;
+    int32_t EntryCnt = 0;
+    std::vector<TXMlEntryParcel> EntryParcel;
+    std::string SpecialNote;
 };
 
 // Error codes of fImpError.
@@ -164,6 +271,35 @@ public:
     void ReadPackage(xml::PXMLNode aNode);
     void ReadRegionLevel(xml::PXMLNode aNode);
     void ReadParcel(xml::PXMLNode aNode, std::string_view aName);
+    void ReadClassicBlocks(xml::PXMLNode aNode);
+    void ReadClassicBlock(xml::PXMLNode aNode);
+    int CountParcelSteps(xml::PXMLNode aNode, bool aMaxMode);
+    int CountContourSteps(xml::PXMLNode aNode, bool aMaxMode) const;
+
+    // --- classic realty, zones and bounds
+    void ReadClassicBounds(xml::PXMLNode aNode);
+    void ReadClassicZones(xml::PXMLNode aNode);
+    void ReadObjectsRealty(xml::PXMLNode aNode);
+
+    // --- classic parcel details (aOwner: 1 the parcel, 2 the last sub-parcel, 3 the last entry)
+    void ReadAreaList(xml::PXMLNode aNode, int aOwner);
+    void ReadArea(xml::PXMLNode aNode, int aOwner);
+    void ReadLocation(xml::PXMLNode aNode);
+    void ReadCategory(xml::PXMLNode aNode);
+    void ReadUtilization(xml::PXMLNode aNode);
+    void ReadRights(xml::PXMLNode aNode);
+    void ReadRightType(xml::PXMLNode aNode, std::string& aText, int32_t& aNumber);
+    std::string ReadOwner(xml::PXMLNode aNode);
+    void ReadRightDocuments(xml::PXMLNode aNode, TXMLRight& aRight);
+    void ReadSubParcels(xml::PXMLNode aNode);
+    void ReadEncumbrances(xml::PXMLNode aNode, int aOwner);
+    void ReadEncumbrance(xml::PXMLNode aNode, int aOwner);
+    void ReadGroundPayments(xml::PXMLNode aNode);
+    void ReadContactor(xml::PXMLNode aNode);
+    void ReadParcelNeighbours(xml::PXMLNode aNode);
+    void ReadOffspringParcels(xml::PXMLNode aNode);
+    void ReadPrevNumbers(xml::PXMLNode aNode);
+    void ReadCompositionEZ(xml::PXMLNode aNode);
     // A date of the text, 0 when it is not one: DD.MM.YYYY or YYYY-MM-DD.
     static TDateTime ParseXmlDate(std::string_view aText);
 
@@ -215,6 +351,8 @@ public:
     double tolerance = 0.01;
     int32_t contour = 0;
     std::vector<std::string> arrayKn;
+    std::vector<TXMLBound> XMLBound;
+    std::vector<TXMLBound> XMLZone;
     std::vector<std::string> XMLSpecZones;
     TXMLSert XMLSert;
     int32_t nSpecZones = 0;
