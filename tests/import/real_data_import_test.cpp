@@ -86,7 +86,9 @@ TEST(RealDataImport, ThirteenTablesThatGDALOpens) {
         s << in.rdbuf();
         const std::string kind = e.path().parent_path().filename().string();
         const bool plan = kind == "KPT10" || kind == "KPT11";
-        EXPECT_EQ(s.str(), plan ? "0,1,\"\",\"\",\"\"\r\n" : "0,0,\"\",\"\",\"\"\r\n") << e.path();
+        const std::string passport = s.str();
+        EXPECT_EQ(passport.substr(0, 4), plan ? "0,1," : "0,0,") << e.path();
+        EXPECT_EQ(std::count(passport.begin(), passport.end(), '\n'), 1) << e.path();
     }
     EXPECT_GT(files, 0);
     unsetenv("XDG_DOCUMENTS_DIR");
