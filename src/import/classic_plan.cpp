@@ -274,8 +274,10 @@ void TlibImportXML::ReadClassicBlock(xml::PXMLNode aNode) {
             note = c->Text();
         } else if (Is(c, "Bounds")) {
             ReadClassicBounds(c);
+            if (RewriteXML && Cancelled()) return;
         } else if (Is(c, "Zones")) {
             ReadClassicZones(c);
+            if (RewriteXML && Cancelled()) return;
         } else if (Is(c, "ObjectsRealty")) {
             if (fWriteObj) ReadObjectsRealty(c);
         }

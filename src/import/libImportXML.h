@@ -280,6 +280,9 @@ public:
     void ReadClassicBounds(xml::PXMLNode aNode);
     void ReadClassicZones(xml::PXMLNode aNode);
     void ReadObjectsRealty(xml::PXMLNode aNode);
+    void ReadBound(xml::PXMLNode aNode, int aNumber);
+    void ReadZone(xml::PXMLNode aNode, int aNumber);
+    void ReadRealtyAddress(xml::PXMLNode aNode, std::string& aPlace, std::string& aOKATO, std::string& aKLADR);
 
     // --- classic parcel details (aOwner: 1 the parcel, 2 the last sub-parcel, 3 the last entry)
     void ReadAreaList(xml::PXMLNode aNode, int aOwner);

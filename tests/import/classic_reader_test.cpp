@@ -28,6 +28,7 @@ protected:
         job.XSDPath = std::string(TM_FIXTURES) + "/xsd";
         job.miCoordSys = "CoordSys NonEarth Units \"m\" Bounds (0,0) (1000,1000)";
         job.fPoints = 1;
+        job.fWriteObj = true;
         ASSERT_TRUE(job.Execute());
         fCodeType = job.fCode_Type;
         job.Clear();
@@ -109,4 +110,28 @@ TEST_F(ClassicPlan, BlockRowAndSurveyPoints) {
                                     "\"77:01:0001001\",\"\",\"\""}));
     const auto mif = Rows("ТочкиОМС", ".mif");
     EXPECT_NE(std::find(mif.begin(), mif.end(), "Point 200 100"), mif.end());
+}
+
+TEST_F(ClassicPlan, BoundsZonesAndRealty) {
+    // Documents: a known code, an unknown one, a code whose tail is no number.
+    EXPECT_EQ(Rows("Границы"),
+              (std::vector<std::string>{
+                  "0,\"Граница муниципального образования\",\"Тверской\",\"77.01.2.1\",\"Свидетельство\",\"Решение\",\"1\","
+                  "\"03.02.2001\",\"Дума\",\"Иной документ\",\"\",\"2\",\"\",\"\",\"Иной документ\",\"\",\"3\",\"\",\"\",\"\","
+                  "\"\",\"\",\"\",\"\",\"\"",
+                  // A Name that is not the first child is not seen.
+                  "0,\"Граница населенного пункта\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\","
+                  "\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\""}));
+    const auto bounds = Rows("Границы", ".mif");
+    EXPECT_NE(std::find(bounds.begin(), bounds.end(), "Region 1"), bounds.end());
+    // A zone's documents give no date and no organ.
+    EXPECT_EQ(Rows("Зоны"), (std::vector<std::string>{
+                                "0,0,\"\",\"\",\"Охранная\",\"77.01.2.9\",\"Свидетельство\",\"Карта\",\"5\",\"\",\"\",\"\",\"\","
+                                "\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",0"}));
+    // A row after every child of the building; every pair carries the fifth parameter.
+    const auto objects = Rows("Объекты");
+    ASSERT_EQ(objects.size(), 3u);
+    EXPECT_EQ(objects[0].substr(0, 39), "0,\"77:01:0001001:1001\",\"\",0,\"\",\"\",\"\",0,");
+    EXPECT_NE(objects[1].find(",100.5,"), std::string::npos);
+    EXPECT_NE(objects[2].find(",\"\",5,\"\",5,\"\",5,\"\",5,\"\",5,"), std::string::npos);
 }
