@@ -135,3 +135,34 @@ TEST_F(ClassicPlan, BoundsZonesAndRealty) {
     EXPECT_NE(objects[1].find(",100.5,"), std::string::npos);
     EXPECT_NE(objects[2].find(",\"\",5,\"\",5,\"\",5,\"\",5,\"\",5,"), std::string::npos);
 }
+
+TEST(ClassicDetails, AreasCategoryAndDocumentsRead) {
+    xml::TXMLDocument doc;
+    ASSERT_TRUE(doc.LoadFromXML(
+        "<p><Area><Area>10</Area><Innccuracy>2.5</Innccuracy><Inaccuracy>9</Inaccuracy></Area>"
+        "<Areas><Area><Area>20</Area></Area></Areas>"
+        "<Category>003009000000</Category><Category Category=\"003004000000\">003001000000</Category><Category>12345x7</Category>"
+        "<Bound><Documents><Document><Number>1</Number></Document><Document><Number>2</Number></Document>"
+        "<Document><Number>3</Number></Document><Document><Number>4</Number></Document><Document><Number>5</Number></Document>"
+        "<Document><Number>6</Number></Document></Documents></Bound></p>"));
+    TlibImportXML job;
+    xml::PXMLNode n = doc.DocumentElement()->FirstChild();
+    job.ReadArea(n, 1);
+    job.ReadAreaList(n->NextSibling(), 1);
+    // Area and Areas add up; the schema's spelling "Innccuracy" is the one read.
+    ASSERT_EQ(job.XMLParcel.AreaCnt, 2);
+    EXPECT_EQ(job.XMLParcel.XMLArea[0].Value, 10);
+    EXPECT_EQ(job.XMLParcel.XMLArea[0].Tolerance, 2.5);
+    EXPECT_EQ(job.XMLParcel.XMLArea[1].Value, 20);
+    n = n->NextSibling()->NextSibling();
+    job.ReadCategory(n);  // a sixth character of 9 gives 8
+    EXPECT_EQ(job.XMLParcel.Katzem, 8);
+    n = n->NextSibling();
+    job.ReadCategory(n);  // the attribute goes first
+    EXPECT_EQ(job.XMLParcel.Katzem, 4);
+    n = n->NextSibling();
+    EXPECT_THROW(job.ReadCategory(n), Exception);  // a non-digit in the sixth place
+    // A sixth document of a bound is ignored; the fifth stays.
+    job.ReadBound(n->NextSibling(), 1);
+    EXPECT_EQ(job.XMLBound[0].DocNumber[4], "5");
+}
