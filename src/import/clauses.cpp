@@ -19,10 +19,18 @@ void TlibImportXML::WriteGrPoint(double aX, double aY) { Writer(*this).WriteGrPo
 void TlibImportXML::WriteGrParcel(TGrParcel& aParcel, bool aAsRegion) { Writer(*this).WriteGrParcel(aParcel, aAsRegion); }
 void TlibImportXML::WriteGrParcelLines(const TGrParcel& aParcel) { Writer(*this).WriteGrParcelLines(aParcel); }
 void TlibImportXML::WriteGrCont(const TGrCont& aCont) { Writer(*this).WriteGrCont(aCont); }
-void TlibImportXML::WriteGeometry(const TcsGeometry& aGeometry) { Writer(*this).WriteGeometry(aGeometry); }
+// A TcsGeometry of this product comes from a new-family record, which holds x (the northing)
+// and y (the easting) as read: the clause puts the easting first, as for the land records.
+void TlibImportXML::WriteGeometry(const TcsGeometry& aGeometry) {
+    TcsMifClauseWriter w = Writer(*this);
+    w.SetEastingFirst(true);
+    w.WriteGeometry(aGeometry);
+}
 void TlibImportXML::WriteGeometryParts(const TcsGeometry& aGeometry, double aRadius, int aPosition, int aPartKind,
                                        const std::vector<int>& aIndices) {
-    Writer(*this).WriteGeometryParts(aGeometry, aRadius, aPosition, aPartKind, aIndices);
+    TcsMifClauseWriter w = Writer(*this);
+    w.SetEastingFirst(true);
+    w.WriteGeometryParts(aGeometry, aRadius, aPosition, aPartKind, aIndices);
 }
 int TlibImportXML::CountGMContours(const TGrParcel& aParcel) { return TcsMifClauseWriter::CountGMContours(aParcel); }
 

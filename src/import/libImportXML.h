@@ -310,6 +310,20 @@ public:
     void ReadDetailsStatement(xml::PXMLNode aNode);
     void ReadLandRecord(xml::PXMLNode aNode);
     void ReadCadastralBlocks(xml::PXMLNode aNode);
+    void ReadCadastralBlock(xml::PXMLNode aNode);
+    int CountLandProgress(xml::PXMLNode aNode, bool aScan);
+    int ContourProgressWeight(xml::PXMLNode aNode, bool aScan) const;
+    static std::string_view StripNodePrefix(std::string_view aName);
+    void ResetGRect();
+    void ReadAddressLocation(xml::PXMLNode aNode);
+    void ReadLandParams(xml::PXMLNode aNode);
+    void ReadObjectParts(xml::PXMLNode aNode);
+    void ReadRightRecords(xml::PXMLNode aNode);
+    static std::string ShortParcelNumber(std::string_view aNumber);
+    void ReadRealtyRecord(xml::PXMLNode aNode, int aKind);
+    // The boundary and zone records of the new family; false when nothing was taken.
+    bool ReadBoundaryRecord(xml::PXMLNode aNode, int aNumber, std::string_view aGroup);
+    bool ReadZoneRecord(xml::PXMLNode aNode, int aNumber);
     void ReadConstructionExtract(xml::PXMLNode aNode);
     void ReadZoneTerritorySurveying(xml::PXMLNode aNode);
     void ReadRegistryBoundaries(xml::PXMLNode aNode);
@@ -384,6 +398,7 @@ public:
     std::string blockCn;
     bool simpleProgress = true;
     std::string docDate;
+    std::string fcnbuf;
     bool debugPrint = false;
     int32_t iMode = 0;
 

@@ -18,7 +18,8 @@ void TcsMifClauseWriter::Points(const TGrCont& aCont) {
 }
 
 void TcsMifClauseWriter::Points(const TcsGeometryCoords& aCoords) {
-    for (int i = 0; i < aCoords.Count(); ++i) PointLine(aCoords[i].X, aCoords[i].Y);
+    for (int i = 0; i < aCoords.Count(); ++i)
+        fEastingFirst ? PointLine(aCoords[i].Y, aCoords[i].X) : PointLine(aCoords[i].X, aCoords[i].Y);
 }
 
 int TcsMifClauseWriter::CountGMContours(const TGrParcel& aParcel) {
@@ -95,8 +96,8 @@ void TcsMifClauseWriter::WriteGeometry(const TcsGeometry& aGeometry) {
     const int parts = aGeometry.Count();
     auto first = [&](int i, double& x, double& y) {
         const TcsGeometryCoords& c = aGeometry.Items(i)->Coords();
-        x = c.Count() > 0 ? c[0].X : 0;
-        y = c.Count() > 0 ? c[0].Y : 0;
+        x = c.Count() > 0 ? (fEastingFirst ? c[0].Y : c[0].X) : 0;
+        y = c.Count() > 0 ? (fEastingFirst ? c[0].X : c[0].Y) : 0;
     };
     switch (aGeometry.GetGeometryType()) {
         case gtPoint: {
@@ -189,7 +190,8 @@ void TcsMifClauseWriter::WriteGeometryParts(const TcsGeometry& aGeometry, double
     auto part = [&](int aIndex) -> const TcsGeometryCoords& { return aGeometry.Items(aIndex)->Coords(); };
     if (aPartKind == 1 || aPartKind == 4) {
         const TcsGeometryCoords& c = part(aIndices.at(static_cast<size_t>(aPosition)));
-        const double x = c.Count() > 0 ? c[0].X : 0, y = c.Count() > 0 ? c[0].Y : 0;
+        const double x = c.Count() > 0 ? (fEastingFirst ? c[0].Y : c[0].X) : 0;
+        const double y = c.Count() > 0 ? (fEastingFirst ? c[0].X : c[0].Y) : 0;
         if (aRadius != 0) {
             // A round object becomes a circle.
             double x1 = 0, y1 = 0, x2 = 0, y2 = 0;

@@ -36,6 +36,8 @@ public:
     // A ring that exists, has at least 4 points and is not deleted.
     static bool Writable(const TGrCont* aCont) noexcept { return aCont && aCont->Count() >= 4 && !aCont->IsDeleted; }
     static int CountGMContours(const TGrParcel& aParcel);
+    // Coordinates of a TcsGeometry written Y first (the easting of a new-family record).
+    void SetEastingFirst(bool aValue) noexcept { fEastingFirst = aValue; }
 
 private:
     void Line(std::string_view aText) { fTable.WriteMifLine(aText); }
@@ -46,6 +48,7 @@ private:
     TMITable& fTable;
     TcsPointTransform fTransform;
     std::string fLine;
+    bool fEastingFirst = false;
 };
 
 }  // namespace tmi
