@@ -1,33 +1,13 @@
 // Classic parcel details: areas, location, category, use, rights and their documents,
 // sub-parcels, encumbrances, payments, contractor, neighbours and related numbers. None of
 // these writes a row; they fill XMLParcel for the parcel reader.
-#include "libImportXML.h"
+#include "reader_support.h"
 
 namespace tmi {
 
+using namespace readers;
+
 namespace {
-
-bool Is(xml::PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
-bool Has(xml::PXMLNode aNode, std::string_view aPart) { return NameContains(aNode, aPart); }
-
-xml::PXMLNode FirstElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->FirstChild();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-xml::PXMLNode NextElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->NextSibling();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-#define EACH_CHILD(var, parent) for (xml::PXMLNode var = FirstElement(parent); var; var = NextElement(var))
-
-double FloatOf(std::string_view aText) {
-    double v = 0;
-    return TryStrToFloat(aText, v) ? v : 0;
-}
 
 // The entry at aCount - 1, the array grown to hold it.
 template <class T>

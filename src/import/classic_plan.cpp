@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <tuple>
 
-#include "libImportXML.h"
+#include "reader_support.h"
 
 namespace tmi {
+
+using namespace readers;
 
 namespace {
 
@@ -77,25 +79,6 @@ void TlibImportXML::ReadCertificationDoc(xml::PXMLNode aNode) {
 }
 
 namespace {
-
-bool Is(xml::PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
-
-xml::PXMLNode FirstElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->FirstChild();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-xml::PXMLNode NextElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->NextSibling();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-double FloatOf(std::string_view aText) {
-    double v = 0;
-    return TryStrToFloat(aText, v) ? v : 0;
-}
 
 std::string ShortDate(TDateTime aDate) {
     int y, m, d, h, n, s, ms;

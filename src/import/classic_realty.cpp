@@ -1,33 +1,13 @@
 // Classic realty objects, bounds and zones of a block.
 #include <array>
 
-#include "libImportXML.h"
+#include "reader_support.h"
 
 namespace tmi {
 
+using namespace readers;
+
 namespace {
-
-bool Is(xml::PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
-bool Has(xml::PXMLNode aNode, std::string_view aPart) { return NameContains(aNode, aPart); }
-
-xml::PXMLNode FirstElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->FirstChild();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-xml::PXMLNode NextElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->NextSibling();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-#define EACH_CHILD(var, parent) for (xml::PXMLNode var = FirstElement(parent); var; var = NextElement(var))
-
-double FloatOf(std::string_view aText) {
-    double v = 0;
-    return TryStrToFloat(aText, v) ? v : 0;
-}
 
 TXMLBound& Entry(std::vector<TXMLBound>& aList, int aNumber) {
     if (static_cast<int>(aList.size()) < aNumber) aList.resize(static_cast<size_t>(aNumber));
@@ -139,67 +119,54 @@ static void BoundColumns(TlibImportXML& aJob, const TXMLBound& b, const char* aK
     }
 }
 
-void TlibImportXML::ReadClassicBounds(xml::PXMLNode aNode) {
-    if (RewriteXML) {
-        if (FProgress) FProgress->SetMax(0);
-        SetProgressText("Импортируем границы");
-        OpenGMTable("Границы");
-        if (FProgress) FProgress->SetMax(ChildCount(aNode));
+// The bounds and the zones of a block run one loop; what differs is named here.
+struct BoundLoop {
+    const char* fText;
+    const char* fTable;
+    const char* fChild;
+    bool fZone;
+};
+
+static void ReadBoundLoop(TlibImportXML& aJob, xml::PXMLNode aNode, const BoundLoop& aLoop) {
+    TcsProgress* progress = aJob.FProgress;
+    if (aJob.RewriteXML) {
+        if (progress) progress->SetMax(0);
+        if (progress) progress->SetText(aLoop.fText);
+        aJob.OpenGMTable(aLoop.fTable);
+        if (progress) progress->SetMax(aJob.ChildCount(aNode));
     }
-    simpleProgress = true;
+    aJob.simpleProgress = true;
     int number = 0;
     EACH_CHILD(c, aNode) {
-        if (!Is(c, "Bound")) continue;
-        ReadBound(c, ++number);
-        if (!RewriteXML) continue;
-        const TXMLBound& b = XMLBound[static_cast<size_t>(number - 1)];
-        // A bound with geometry is a line row, one without a region row.
-        if (b.Obj && CheckObject()) {
-            NewGMRecord(true, 1);
-            WriteGrParcel(*b.Obj, true);
+        if (!Is(c, aLoop.fChild)) continue;
+        ++number;
+        aLoop.fZone ? aJob.ReadZone(c, number) : aJob.ReadBound(c, number);
+        if (!aJob.RewriteXML) continue;
+        const TXMLBound& b = (aLoop.fZone ? aJob.XMLZone : aJob.XMLBound)[static_cast<size_t>(number - 1)];
+        // A bound with geometry is a line row, a zone a region row; either without is a region row.
+        if (b.Obj && aJob.CheckObject()) {
+            aJob.NewGMRecord(true, aLoop.fZone ? 2 : 1);
+            aJob.WriteGrParcel(*b.Obj, true);
         } else {
-            NewGMRecord(false, 2);
+            aJob.NewGMRecord(false, 2);
         }
-        BoundColumns(*this, b, "ВидГраницы", "Название");
-        PostGMRecord();
-        if (FProgress) FProgress->Next();
-        if (Cancelled()) break;
+        BoundColumns(aJob, b, aLoop.fZone ? "ВидЗоны" : "ВидГраницы", aLoop.fZone ? "Содержание" : "Название");
+        aJob.PostGMRecord();
+        if (progress) progress->Next();
+        if (progress && progress->Cancelled()) break;
     }
-    if (RewriteXML) {
-        if (FProgress) FProgress->SetMax(0);
-        CloseGMTable();
+    if (aJob.RewriteXML) {
+        if (progress) progress->SetMax(0);
+        aJob.CloseGMTable();
     }
 }
 
+void TlibImportXML::ReadClassicBounds(xml::PXMLNode aNode) {
+    ReadBoundLoop(*this, aNode, BoundLoop{"Импортируем границы", "Границы", "Bound", false});
+}
+
 void TlibImportXML::ReadClassicZones(xml::PXMLNode aNode) {
-    if (RewriteXML) {
-        if (FProgress) FProgress->SetMax(0);
-        SetProgressText("Импортируем зоны");
-        OpenGMTable("Зоны");
-        if (FProgress) FProgress->SetMax(ChildCount(aNode));
-    }
-    simpleProgress = true;
-    int number = 0;
-    EACH_CHILD(c, aNode) {
-        if (!Is(c, "Zone")) continue;
-        ReadZone(c, ++number);
-        if (!RewriteXML) continue;
-        const TXMLBound& z = XMLZone[static_cast<size_t>(number - 1)];
-        if (z.Obj && CheckObject()) {
-            NewGMRecord(true, 2);
-            WriteGrParcel(*z.Obj, true);
-        } else {
-            NewGMRecord(false, 2);
-        }
-        BoundColumns(*this, z, "ВидЗоны", "Содержание");
-        PostGMRecord();
-        if (FProgress) FProgress->Next();
-        if (Cancelled()) break;
-    }
-    if (RewriteXML) {
-        if (FProgress) FProgress->SetMax(0);
-        CloseGMTable();
-    }
+    ReadBoundLoop(*this, aNode, BoundLoop{"Импортируем зоны", "Зоны", "Zone", true});
 }
 
 void TlibImportXML::ReadRealtyAddress(xml::PXMLNode aNode, std::string& aPlace, std::string& aOKATO, std::string& aKLADR) {

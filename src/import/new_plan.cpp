@@ -5,28 +5,13 @@
 #include <cmath>
 #include <thread>
 
-#include "libImportXML.h"
+#include "reader_support.h"
 
 namespace tmi {
 
+using namespace readers;
+
 namespace {
-
-bool Is(xml::PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
-bool Has(xml::PXMLNode aNode, std::string_view aPart) { return NameContains(aNode, aPart); }
-
-xml::PXMLNode FirstElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->FirstChild();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-xml::PXMLNode NextElement(xml::PXMLNode aNode) {
-    xml::PXMLNode c = aNode->NextSibling();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-#define EACH_CHILD(var, parent) for (xml::PXMLNode var = FirstElement(parent); var; var = NextElement(var))
 
 std::string Counted(const char* aFormat, int aIndex, int aCount) {
     std::string s(aFormat);

@@ -3,29 +3,15 @@
 #include <algorithm>
 #include <charconv>
 
-#include "libImportXML.h"
+#include "reader_support.h"
 #include "xml_errors.h"
 
 namespace tmi {
 
 using xml::PXMLNode;
+using namespace readers;
 
 namespace {
-
-bool Has(PXMLNode aNode, std::string_view aPart) { return NameContains(aNode, aPart); }
-bool Is(PXMLNode aNode, std::string_view aName) { return NameEquals(aNode, aName); }
-
-PXMLNode FirstElement(PXMLNode aNode) {
-    PXMLNode c = aNode->FirstChild();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
-
-PXMLNode NextElement(PXMLNode aNode) {
-    PXMLNode c = aNode->NextSibling();
-    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
-    return c;
-}
 
 // The left spelling, or the right one when the left gave an empty string.
 std::string_view Either(PXMLNode aNode, std::string_view aLeft, std::string_view aRight) {
