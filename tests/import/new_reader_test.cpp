@@ -79,6 +79,18 @@ TEST(NewPlan, LandRecordBuildingAndBlock) {
               (std::vector<std::string>{
                   "0,\"24:21:1003001\",125000,\"059\",\"Заметка\",\"21.10.2023\",\"КУВИ-1\",\"24:21:1003001\",\"\",\"\",0"}));
     EXPECT_EQ(Clauses(out / "Квартал.mif")[2], "1900 900");
+    // Boundary records: an open line kept as it is; a coastline named by water type and name.
+    EXPECT_EQ(Rows(out / "Границы.mid"),
+              (std::vector<std::string>{
+                  "0,\"Граница МО\",\"\",\"24:21-3.1\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\","
+                  "\"\",\"\",\"\",\"\",\"\",\"\",\"\"",
+                  "0,\"Береговая линия\",\"Река Енисей\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\","
+                  "\"\",\"\",\"\",\"\",\"\",\"\",\"\",\"\""}));
+    EXPECT_EQ(Clauses(out / "Границы.mif")[0], "Pline 3");
+    // A zone record: the boundary's type lands in the name, replacing the number read before it.
+    const auto zones = Rows(out / "Зоны.mid");
+    ASSERT_EQ(zones.size(), 1u);
+    EXPECT_EQ(zones[0].substr(0, zones[0].find("24:21-6.1") + 10), "0,0,\"\",\"Охранная зона\",\"Зона\",\"24:21-6.1\"");
     // Survey points of a new-format plan are read and written nowhere.
     EXPECT_TRUE(Rows(out / "ТочкиОМС.mid").empty());
     unsetenv("XDG_DOCUMENTS_DIR");
@@ -93,4 +105,53 @@ TEST(NewPlan, ShortNumbersAndGates) {
     job.ResetGRect();
     EXPECT_EQ(job.GRect.left, 1.0E7);
     EXPECT_EQ(job.GRect.top, -1.0E7);
+}
+
+TEST(NewZones, ZoneDocumentAndRegistryEntry) {
+    const fs::path out = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_newzones");
+    fs::remove_all(out);
+    fs::create_directories(out);
+    setenv("XDG_DOCUMENTS_DIR", out.c_str(), 1);
+    auto run = [&](const std::string& aXML) {
+        std::ofstream(out / "doc.xml") << aXML;
+        TlibImportXML job;
+        job.fXMLName = (out / "doc.xml").string();
+        job.fOutputFile = out.string();  // without its delimiter: the note file adds one
+        job.miCoordSys = "CoordSys NonEarth Units \"m\" Bounds (0,0) (10000,10000)";
+        EXPECT_TRUE(job.Execute());
+        job.Clear();
+    };
+    run("<extract_about_zone><zone_territory_coastline_surveying><zones_and_territories>"
+        "<reg_numb_border>24:00-6.5</reg_numb_border><content_restrict_encumbrances>Запрет</content_restrict_encumbrances>"
+        "<type_boundary><value>Зона</value></type_boundary><object><name_by_doc>Охранная</name_by_doc></object>"
+        "<decisions_requisites>"
+        "<decision_requisites><document_name>Д1</document_name><document_date>2020-01-02</document_date></decision_requisites>"
+        "<decision_requisites><document_name>Д2</document_name></decision_requisites>"
+        "<decision_requisites><document_name>Д3</document_name></decision_requisites>"
+        "<decision_requisites><document_name>Д4</document_name></decision_requisites>"
+        "<decision_requisites><document_name>Д5</document_name></decision_requisites>"
+        "</decisions_requisites></zones_and_territories></zone_territory_coastline_surveying></extract_about_zone>");
+    const auto zone = Rows(out / "Зоны.mid");
+    ASSERT_EQ(zone.size(), 1u);
+    EXPECT_NE(zone[0].find("\"Зона\",\"Охранная\",\"24:00-6.5\",\"\",\"Д1\",\"\",\"02.01.2020\""), std::string::npos) << zone[0];
+    EXPECT_NE(zone[0].find("\"Д3\""), std::string::npos);
+    EXPECT_EQ(zone[0].find("\"Д4\""), std::string::npos);  // four kept, three written
+
+    run("<interact_entry_boundaries><information_registry_boundaries><iBND2:information_registry_boundary>"
+        "<iBND2:name_object>Сервитут</iBND2:name_object><iBND2:information_boundary><iBND2:public_easement>"
+        "<iBND2:establishment_public_easement><iBND2:object_public_easement><iBND2:quarter_cad_number>24:21:1</iBND2:quarter_cad_number>"
+        "<iBND2:other>Примечание к сервитуту</iBND2:other></iBND2:object_public_easement>"
+        "</iBND2:establishment_public_easement></iBND2:public_easement></iBND2:information_boundary>"
+        "</iBND2:information_registry_boundary></information_registry_boundaries></interact_entry_boundaries>");
+    const auto entry = Rows(out / "Зоны.mid");
+    ASSERT_EQ(entry.size(), 1u);
+    EXPECT_NE(entry[0].find("\"Сервитут\""), std::string::npos) << entry[0];
+    EXPECT_NE(entry[0].find("\"местоположение: \",\"ФИАС  ОКАТО  КЛАДР  ОКТМО\",\"кварт: 24:21:1\""), std::string::npos) << entry[0];
+    EXPECT_EQ(Rows(out / "Участки.mid").size(), 1u);
+    std::ifstream note(out / "Зоны" / "Примечание" / ".txt");
+    std::string line;
+    std::getline(note, line);
+    EXPECT_EQ(line, "Примечание к сервитуту");
+    unsetenv("XDG_DOCUMENTS_DIR");
+    fs::remove_all(out);
 }
