@@ -446,8 +446,140 @@ void TlibImportXML::ReadRealtyRecord(xml::PXMLNode aNode, int aKind) {
     }
 }
 
-// The construction extract is read by the construction reader, which is not built yet: its
-// record yields no row.
-void TlibImportXML::ReadConstructionExtract(xml::PXMLNode) {}
+void TlibImportXML::ReadConstructionExtract(xml::PXMLNode aNode) {
+    OpenGMTable("Объекты");
+    SetProgressText("Импорт сооружений...");
+    if (FProgress) FProgress->SetMax(ChildCount(aNode));
+    simpleProgress = true;
+    std::string number, typeText, purpose, address, unit, rights, works, quarter, links, name, uses;
+    double area = 0, cost = 0;
+    std::vector<std::pair<std::string, double>> characteristics;
+    EACH_CHILD(c, aNode) {
+        if (Has(c, "object")) {
+            EACH_CHILD(o, c) {
+                // Cleared for every child: a child after common_data wipes what it gave.
+                number.clear();
+                typeText.clear();
+                address.clear();
+                rights.clear();
+                works.clear();
+                quarter.clear();
+                if (!Has(o, "common_data")) continue;
+                EACH_CHILD(d, o) {
+                    if (Is(d, "cad_number")) number = d->Text();
+                    else if (Is(d, "quarter_cad_number")) quarter = d->Text();
+                    else if (Is(d, "type")) typeText = fClassList.GetKlassString("ВидыОб", Like(d, "code"));
+                }
+            }
+        } else if (Has(c, "cad_links")) {
+            EACH_CHILD(l, c) {
+                if (!Is(l, "land_cad_numbers")) continue;
+                EACH_CHILD(n, l) {
+                    if (!Is(n, "land_cad_number")) continue;
+                    if (!links.empty()) links += ", ";
+                    links += Like(n, "cad_number");
+                }
+            }
+        } else if (Has(c, "params")) {
+            static const std::pair<const char*, const char*> kBase[] = {
+                {"built_up_area", "Площадь застройки, кв.м"}, {"extension", "Протяженность, м"}, {"depth", "Глубина, м"},
+                {"occurence_depth", "Глубина залегания, м"},   {"volume", "Объем, куб.м"},      {"height", "Высота, м"}};
+            static const std::pair<const char*, const char*> kParams[] = {
+                {"floors", "Количество этажей"},
+                {"underground_floors", "Количество подземных этажей"},
+                {"year_built", "Год завершения строительства"},
+                {"year_commisioning", "Год ввода в эксплуатацию"}};
+            EACH_CHILD(p, c) {
+                if (Is(p, "base_parameters")) {
+                    EACH_CHILD(bp, p) {
+                        if (!Is(bp, "base_parameter")) continue;
+                        EACH_CHILD(v, bp) {
+                            if (Is(v, "area")) {
+                                area = Number(v->Text());
+                                continue;
+                            }
+                            for (const auto& [element, label] : kBase)
+                                if (Is(v, element)) characteristics.emplace_back(label, Number(v->Text()));
+                        }
+                    }
+                } else if (Is(p, "purpose")) {
+                    purpose = p->Text();
+                } else if (Is(p, "name")) {
+                    name = p->Text();
+                } else if (Is(p, "permitted_uses")) {
+                    EACH_CHILD(u, p) {
+                        if (!Is(u, "permitted_use")) continue;
+                        EACH_CHILD(n, u) if (Is(n, "name")) uses += (uses.empty() ? "" : ", ") + n->Text();
+                    }
+                } else {
+                    for (const auto& [element, label] : kParams)
+                        if (Is(p, element)) characteristics.emplace_back(label, Number(p->Text()));
+                }
+            }
+        } else if (Is(c, "address_location")) {
+            ReadAddressLocation(c);
+            address = XMLParcel.Place;
+        } else if (Is(c, "cost")) {
+            cost = Number(c->Text());
+            unit = "рублей";
+        } else if (Is(c, "cad_works")) {
+            EACH_CHILD(w, c) {
+                if (!Is(w, "cad_work")) continue;
+                EACH_CHILD(v, w) {
+                    if (Is(v, "fio_cad_ingineer")) {
+                        works = Like(v, "surname");
+                        for (const std::string& part : {Like(v, "name"), Like(v, "patronymic")})
+                            if (!part.empty()) works += " " + part;
+                    } else if (Is(v, "date_cadastral")) {
+                        works += " дата кадастровых работ: " + ShortDate(ParseXmlDate(v->Text()));
+                    }
+                }
+            }
+        } else if (Is(c, "contours")) {
+            int contours = 0;
+            EACH_CHILD(k, c) contours += Is(k, "contour") ? 1 : 0;
+            if (contours > 0) {
+                TGrParcelRef g = ReadContoursNew(aNode, false, false, XMLParcel.IsGraphic);
+                if (Cancelled()) return;
+                XMLParcel.Obj = g;
+            }
+        }
+    }
+    // Rights of the record's parent; the count goes on from what was there.
+    if (aNode->ParentNode()) {
+        EACH_CHILD(s, aNode->ParentNode()) if (Has(s, "right_records")) ReadRightRecords(s);
+    }
+    for (int i = 0; i < XMLParcel.RightCnt; ++i) {
+        const TXMLRight& r = XMLParcel.XMLRight[static_cast<size_t>(i)];
+        if (!rights.empty()) rights += "; ";
+        rights += r.Owner + " " + r.Kind + " рег.№ " + r.Register1 + " " + ShortDate(r.DateReg1);
+    }
+    if (XMLParcel.IsGraphic && XMLParcel.Obj) {
+        NewGMRecord(true, 2);
+        WriteGrParcel(*XMLParcel.Obj, false);
+        SetGMField("IsGraphic", TcsVariant(1));
+    } else {
+        NewGMRecord(false, 2);
+        SetGMField("IsGraphic", TcsVariant(0));
+    }
+    SetGMField("КадастровыйНомер", TcsVariant(number));
+    SetGMField("ВидТекст", TcsVariant(typeText));
+    SetGMField("Назначение", TcsVariant(purpose));
+    SetGMField("Площадь", TcsVariant(area));
+    SetGMField("Местоположение", TcsVariant(address));
+    SetGMField("КадастроваяСтоимость", TcsVariant(cost));
+    SetGMField("ЕИКС", TcsVariant(unit));
+    for (size_t k = 0; k < 5 && k < characteristics.size(); ++k) {
+        SetGMField("ВидХ" + std::to_string(k + 1), TcsVariant(characteristics[k].first));
+        SetGMField("Характеристика" + std::to_string(k + 1), TcsVariant(characteristics[k].second));
+    }
+    SetGMField("Права", TcsVariant(rights));
+    SetGMField("КадРаботы", TcsVariant(works));
+    SetGMField("ContDate", TcsVariant(XMLParcel.ContDate));
+    SetGMField("ContGUID", TcsVariant(XMLParcel.ContGUID));
+    SetGMField("iBlock", TcsVariant(XMLParcel.Block));
+    SetGMField("iParcel", TcsVariant(XMLParcel.Number));
+    PostGMRecord();
+}
 
 }  // namespace tmi

@@ -155,3 +155,47 @@ TEST(NewZones, ZoneDocumentAndRegistryEntry) {
     unsetenv("XDG_DOCUMENTS_DIR");
     fs::remove_all(out);
 }
+
+TEST(NewConstruction, CharacteristicsRightsAndWorks) {
+    const fs::path out = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_construction");
+    fs::remove_all(out);
+    fs::create_directories(out);
+    setenv("XDG_DOCUMENTS_DIR", out.c_str(), 1);
+    std::ofstream(out / "doc.xml")
+        << "<extract_about_property_construction><construction_record>"
+           "<object><common_data><cad_number>24:21:1:50</cad_number><type><code>002001004000</code></type></common_data></object>"
+           "<params><base_parameters><base_parameter><extension>120.5</extension></base_parameter>"
+           "<base_parameter><area>33</area></base_parameter></base_parameters>"
+           "<purpose>Газопровод</purpose><floors>2</floors><year_built>1999</year_built></params>"
+           "<cost>1234.5</cost>"
+           "<cad_works><cad_work><fio_cad_ingineer><surname>Петров</surname><name>Пётр</name></fio_cad_ingineer>"
+           "<date_cadastral>2021-06-07</date_cadastral></cad_work></cad_works>"
+           "<contours><contour><entity_spatial><spatials_elements><spatial_element><ordinates>"
+           "<ordinate><x>10</x><y>20</y></ordinate><ordinate><x>10</x><y>30</y></ordinate>"
+           "<ordinate><x>15</x><y>30</y></ordinate><ordinate><x>15</x><y>40</y></ordinate></ordinates>"
+           "</spatial_element></spatials_elements></entity_spatial></contour></contours>"
+           "</construction_record></extract_about_property_construction>";
+    {
+        TlibImportXML job;
+        job.fXMLName = (out / "doc.xml").string();
+        job.fOutputFile = out.string() + "/";
+        job.miCoordSys = "CoordSys NonEarth Units \"m\" Bounds (0,0) (10000,10000)";
+        EXPECT_TRUE(job.Execute());
+        job.Clear();
+    }
+    const auto rows = Rows(out / "Объекты.mid");
+    ASSERT_EQ(rows.size(), 1u);
+    // Characteristics in the order met; the cost's unit; a line of four points written as a
+    // polyline (fewer points would be no writable contour).
+    EXPECT_NE(rows[0].find("\"24:21:1:50\""), std::string::npos) << rows[0];
+    EXPECT_NE(rows[0].find("\"Газопровод\",33,"), std::string::npos) << rows[0];
+    EXPECT_NE(rows[0].find("1234.5,\"рублей\",\"Протяженность, м\",120.5,\"Количество этажей\",2,"
+                           "\"Год завершения строительства\",1999"),
+              std::string::npos)
+        << rows[0];
+    const auto clauses = Clauses(out / "Объекты.mif");
+    EXPECT_EQ(clauses[0], "Pline Multiple 1");
+    EXPECT_EQ(clauses[2], "20 10");
+    unsetenv("XDG_DOCUMENTS_DIR");
+    fs::remove_all(out);
+}
