@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -152,4 +153,36 @@ TEST(CommandLine, ExitStatusesAndOutput) {
     EXPECT_EQ(WEXITSTATUS(std::system((bin + " --bogus 2>/dev/null").c_str())), 2);
     EXPECT_EQ(WEXITSTATUS(std::system((bin + " 2>/dev/null").c_str())), 2);
     EXPECT_EQ(WEXITSTATUS(std::system((bin + " '" + f.fPath.string() + "' -q 2>/dev/null").c_str())), 2);
+}
+
+TEST(CommandLine, PointsOfListedNumbersOnly) {
+    Folder f("listed");
+    auto record = [](const std::string& aNumber, int aX) {
+        const std::string x = std::to_string(aX), x2 = std::to_string(aX + 10);
+        return "<land_record><object><common_data><cad_number>" + aNumber + "</cad_number></common_data></object>"
+               "<contours_location><contours><contour><entity_spatial><spatials_elements><spatial_element><ordinates>"
+               "<ordinate><x>" + x + "</x><y>0</y></ordinate><ordinate><x>" + x2 + "</x><y>0</y></ordinate>"
+               "<ordinate><x>" + x2 + "</x><y>10</y></ordinate><ordinate><x>" + x + "</x><y>0</y></ordinate>"
+               "</ordinates></spatial_element></spatials_elements></entity_spatial></contour></contours></contours_location>"
+               "</land_record>";
+    };
+    const std::string doc = f.Write("plan.xml", "<extract_cadastral_plan_territory><cadastral_blocks><cadastral_block>"
+                                                "<cadastral_number>1:1:1</cadastral_number><record_data><base_data><land_records>" +
+                                                    record("1:1:1:1", 0) + record("1:1:1:2", 100) +
+                                                    "</land_records></base_data></record_data></cadastral_block>"
+                                                    "</cadastral_blocks></extract_cadastral_plan_territory>");
+    const std::string out = (f.fPath / "out").string();
+    const std::string bin = TM_TMIMPORT;
+    ASSERT_EQ(std::system((bin + " '" + doc + "' -o '" + out + "' -q --points listed --number 1:1:1:2 2>/dev/null").c_str()), 0);
+    auto lines = [&](const char* aTable) {
+        std::ifstream in(fs::path(out) / aTable, std::ios::binary);
+        std::string s((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        return std::count(s.begin(), s.end(), '\n');
+    };
+    EXPECT_EQ(lines("Участки.mid"), 1);
+    EXPECT_EQ(lines("Точки.mid"), 4);
+    std::ifstream points(fs::path(out) / "Точки.mid");
+    std::string first;
+    std::getline(points, first);
+    EXPECT_NE(first.find("\"1:1:1:2\""), std::string::npos) << first;
 }

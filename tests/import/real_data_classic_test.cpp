@@ -164,3 +164,75 @@ TEST(RealDataClassic, RowsWordsAndAreasReadBackThroughGDAL) {
     unsetenv("XDG_DOCUMENTS_DIR");
     fs::remove_all(root);
 }
+
+TEST(RealDataNew, PlansOfTerritoryRowsAndAreasReadBack) {
+    const fs::path data = fs::path(TM_SHARED_DATA) / "xml" / "KPT11";
+    if (!fs::exists(data)) {
+        if (InCI()) FAIL() << "the shared test data is missing: " << data;
+        GTEST_SKIP();
+    }
+    int status = 0;
+    Shell("ogrinfo --version", &status);
+    const bool haveGdal = status == 0;
+    const fs::path root = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_new_real");
+    fs::remove_all(root);
+    setenv("XDG_DOCUMENTS_DIR", root.c_str(), 1);
+    int regions = 0, apart = 0, files = 0;
+    for (const auto& e : fs::directory_iterator(data)) {
+        const fs::path out = root / std::to_string(++files);
+        fs::create_directories(out);
+        {
+            TlibImportXML job;
+            job.fXMLName = e.path().string();
+            job.fOutputFile = out.string() + "/";
+            job.miCoordSys = "CoordSys NonEarth Units \"m\" Bounds (0,0) (10000000,10000000)";
+            job.fWriteObj = true;
+            ASSERT_TRUE(job.Execute()) << e.path();
+            job.Clear();
+        }
+        xml::TXMLDocument doc;
+        ASSERT_TRUE(doc.LoadFromFile(e.path().string()));
+        auto count = [&](const char* aPath) {
+            xml::IXMLNodeListPtr list;
+            doc.Node()->SelectNodes(aPath, list);
+            return list->Count();
+        };
+        EXPECT_EQ(Lines(out / "Участки.mid"), count("//land_records/land_record")) << e.path();
+        EXPECT_EQ(Lines(out / "Объекты.mid"), count("//build_records/build_record|//construction_records/construction_record|"
+                                                     "//object_under_construction_records/object_under_construction_record"))
+            << e.path();
+        EXPECT_EQ(Lines(out / "Квартал.mid"), count("//cadastral_blocks/cadastral_block")) << e.path();
+        if (!haveGdal) continue;
+        for (const char* table : {"Участки", "Объекты", "Квартал", "Границы", "Зоны"}) {
+            Shell("ogrinfo -ro -so '" + (out / (std::string(table) + ".mif")).string() + "' > /dev/null", &status);
+            EXPECT_EQ(status, 0) << table;
+        }
+        const std::string report = Shell(
+            "ogrinfo -ro -q -dialect OGRSQL -sql \"SELECT OGR_GEOM_AREA AS a, \\\"Площадь1\\\" AS d FROM \\\"Участки\\\" WHERE IsGraphic = 1\" '" +
+                (out / "Участки.mif").string() + "'",
+            &status);
+        std::istringstream lines(report);
+        std::string line;
+        double area = -1;
+        while (std::getline(lines, line)) {
+            const size_t eq = line.find(" = ");
+            if (eq == std::string::npos) continue;
+            const std::string name = Trim(line.substr(0, line.find('(')));
+            const double value = std::atof(line.c_str() + eq + 3);
+            if (name == "a") {
+                area = value;
+            } else if (name == "d" && area >= 0 && value > 0) {
+                ++regions;
+                if (std::fabs(area - value) > std::max(0.01 * value, 1.0)) ++apart;
+                area = -1;
+            }
+        }
+    }
+    if (haveGdal) {
+        std::printf("KPT11: %d regions read back, %d apart\n", regions, apart);
+        EXPECT_GT(regions, 0);
+        EXPECT_LE(apart, regions * 3 / 100);
+    }
+    unsetenv("XDG_DOCUMENTS_DIR");
+    fs::remove_all(root);
+}
