@@ -199,3 +199,40 @@ TEST(NewConstruction, CharacteristicsRightsAndWorks) {
     unsetenv("XDG_DOCUMENTS_DIR");
     fs::remove_all(out);
 }
+
+TEST(NewLandExtract, RightsAndParts) {
+    const fs::path out = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_landextract");
+    fs::remove_all(out);
+    fs::create_directories(out);
+    setenv("XDG_DOCUMENTS_DIR", out.c_str(), 1);
+    std::ofstream(out / "doc.xml")
+        << "<extract_about_property_land><details_statement><group_top_requisites>"
+           "<date_formation>2024-02-03</date_formation><registration_number>КУВИ-9</registration_number>"
+           "</group_top_requisites></details_statement>"
+           "<land_record><object><common_data><cad_number>24:21:1:7</cad_number><quarter_cad_number>24:21:1</quarter_cad_number>"
+           "</common_data></object><params><area><value>1000</value></area></params>"
+           "<object_parts><object_part><part_number>1</part_number><entry_date>2020-05-06</entry_date>"
+           "<area><value>25.5</value></area></object_part></object_parts></land_record>"
+           "<right_records><right_record><right_data><right_type><value>Собственность</value></right_type>"
+           "<right_number>24-1/2</right_number></right_data><record_info><registration_date>2019-08-09T10:00:00</registration_date>"
+           "</record_info><right_holders><right_holder><individual><surname>Иванов</surname><name>Иван</name></individual>"
+           "</right_holder></right_holders></right_record></right_records></extract_about_property_land>";
+    {
+        TlibImportXML job;
+        job.fXMLName = (out / "doc.xml").string();
+        job.fOutputFile = out.string() + "/";
+        job.miCoordSys = "CoordSys NonEarth Units \"m\" Bounds (0,0) (10000,10000)";
+        EXPECT_TRUE(job.Execute());
+        job.Clear();
+    }
+    const auto parcels = Rows(out / "Участки.mid");
+    ASSERT_EQ(parcels.size(), 1u);
+    // Holders and rights only in a land extract; no trailing blank without a patronymic.
+    EXPECT_NE(parcels[0].find("\"Иванов Иван\",\"\",1000,\"КУВИ-9\""), std::string::npos) << parcels[0];
+    EXPECT_NE(parcels[0].find("\"Иванов Иван Собственность 24-1/2 от 09.08.2019\""), std::string::npos) << parcels[0];
+    EXPECT_EQ(Rows(out / "ЧастиУчастка.mid"),
+              (std::vector<std::string>{"0,1,\"\",\"1\",0,\"\",\"\",\"06.05.2020\",\"\",\"\",\"\",\"\",\"\",\"\",25.5,\"\",0,"
+                                        "\"\",0,\"03.02.2024\",\"КУВИ-9\",\"24:21:1\",\"24:21:1:7\",\"\",0"}));
+    unsetenv("XDG_DOCUMENTS_DIR");
+    fs::remove_all(out);
+}
