@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <set>
+#include <string>
 
 #include "PlanImportXML.h"
 #include "csPaths.h"
@@ -112,6 +114,8 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
     aProgress.Open({}, {}, "Импорт XML", "Импорт из XML Росреестра", 0);
     aProgress.AbortOnCancel = false;
     const int n = static_cast<int>(files.size());
+    // Every job of a batch loads the classifiers again; a missing one is told once per run.
+    std::set<std::string> told;
     for (int i = 0; i < n; ++i) {
         const std::string& file = files[static_cast<size_t>(i)];
         aProgress.SetText("Импорт (" + std::to_string(i + 1) + " из " + std::to_string(n) + "): " + FileNameOf(file));
@@ -144,7 +148,9 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         job.csXmax = aChoices.fXmax;
         job.csYmax = aChoices.fYmax;
         job.fPoints = aChoices.cmbPoints;
-        job.OnMessage = [&aReport](const std::string& aText) { aReport(TImportMessageLevel::Warning, aText); };
+        job.OnMessage = [&aReport, &told](const std::string& aText) {
+            if (told.insert(aText).second) aReport(TImportMessageLevel::Warning, aText);
+        };
         if (aChoices.cmbPoints == 2)
             for (const std::string& line : aChoices.txtCn)
                 if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));

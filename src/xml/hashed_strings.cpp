@@ -42,8 +42,26 @@ uint32_t TOHashedStrings::Hash(std::string_view aText) const noexcept {
         for (unsigned char c : aText) h = (h ^ c) * kFnvPrime;
         return h;
     }
-    const std::string folded = FoldCase(aText);
-    for (unsigned char c : folded) h = (h ^ c) * kFnvPrime;
+    // The bytes of FoldCase(aText), folded on the way rather than into a copy.
+    for (size_t i = 0; i < aText.size();) {
+        const unsigned char c = static_cast<unsigned char>(aText[i]);
+        if (c < 0x80) {
+            h = (h ^ ((c >= 'A' && c <= 'Z') ? c + 32u : c)) * kFnvPrime;
+            ++i;
+            continue;
+        }
+        size_t len = 0;
+        const uint32_t cp = utf8::Decode(aText.data() + i, aText.size() - i, &len);
+        if (cp == utf8::kInvalid) {
+            h = (h ^ c) * kFnvPrime;
+            ++i;
+            continue;
+        }
+        char bytes[4];
+        for (size_t k = 0, n = utf8::Encode(utf8::FoldChar(cp), bytes); k < n; ++k)
+            h = (h ^ static_cast<unsigned char>(bytes[k])) * kFnvPrime;
+        i += len;
+    }
     return h;
 }
 
@@ -211,9 +229,34 @@ std::string FoldCase(std::string_view aText) {
     return out;
 }
 
+namespace {
+
+// The next character from position aPos, folded; a byte that starts no character stands for
+// itself, above the range of characters so that it equals no character.
+uint32_t NextFolded(std::string_view aText, size_t& aPos) noexcept {
+    const unsigned char c = static_cast<unsigned char>(aText[aPos]);
+    if (c < 0x80) {
+        ++aPos;
+        return (c >= 'A' && c <= 'Z') ? c + 32u : c;
+    }
+    size_t len = 0;
+    const uint32_t cp = utf8::Decode(aText.data() + aPos, aText.size() - aPos, &len);
+    if (cp == utf8::kInvalid) {
+        ++aPos;
+        return 0x110000u + c;
+    }
+    aPos += len;
+    return utf8::FoldChar(cp);
+}
+
+}  // namespace
+
 bool SameTextIgnoreCase(std::string_view a, std::string_view b) {
-    if (a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size()) == 0) return true;
-    return FoldCase(a) == FoldCase(b);
+    if (a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size()) == 0)) return true;
+    size_t i = 0, j = 0;
+    while (i < a.size() && j < b.size())
+        if (NextFolded(a, i) != NextFolded(b, j)) return false;
+    return i == a.size() && j == b.size();
 }
 
 }  // namespace tmi::xml

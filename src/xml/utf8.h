@@ -42,6 +42,30 @@ inline uint32_t Decode(const char* p, size_t aLeft, size_t* aLength) noexcept {
     return kInvalid;
 }
 
+// Writes the encoding of cp into aOut (room for 4 bytes) and answers its length.
+inline size_t Encode(uint32_t cp, char* aOut) noexcept {
+    if (cp < 0x80) {
+        aOut[0] = static_cast<char>(cp);
+        return 1;
+    }
+    if (cp < 0x800) {
+        aOut[0] = static_cast<char>(0xC0 | (cp >> 6));
+        aOut[1] = static_cast<char>(0x80 | (cp & 0x3F));
+        return 2;
+    }
+    if (cp < 0x10000) {
+        aOut[0] = static_cast<char>(0xE0 | (cp >> 12));
+        aOut[1] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+        aOut[2] = static_cast<char>(0x80 | (cp & 0x3F));
+        return 3;
+    }
+    aOut[0] = static_cast<char>(0xF0 | (cp >> 18));
+    aOut[1] = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+    aOut[2] = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    aOut[3] = static_cast<char>(0x80 | (cp & 0x3F));
+    return 4;
+}
+
 inline void Append(std::string& aOut, uint32_t cp) {
     if (cp < 0x80) {
         aOut.push_back(static_cast<char>(cp));
