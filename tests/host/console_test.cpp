@@ -107,6 +107,7 @@ TEST(ConsoleRun, BatchGoesOnPastFailingFiles) {
     EXPECT_EQ(outcome.fFailed, 2);
     ASSERT_EQ(m.fLines.size(), 2u);
     EXPECT_NE(m.fLines[0].find("E:"), std::string::npos);
+    EXPECT_EQ(m.fClassifierNotices, 15);  // every job loads the dictionaries; each gap is told once
     EXPECT_EQ(Mifs(f.fPath / "out"), 13);  // every file writes the same thirteen names
 }
 
