@@ -9,12 +9,10 @@
 namespace tmi {
 
 namespace {
-constexpr size_t kPointCapacity = 300000;
 constexpr size_t kNumberCapacity = 100000;
 }  // namespace
 
 TlibImportXML::TlibImportXML() {
-    arPoints.reserve(kPointCapacity);
     arrayKn.reserve(kNumberCapacity);
 }
 

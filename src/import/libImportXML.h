@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -364,7 +365,9 @@ public:
     std::unique_ptr<xml::TXMLDocument> FNTDoc;
     xml::PXMLNode FNTCurrentNode = nullptr;
     int32_t nPoints = 0;
-    std::vector<TPointDecl> arPoints;
+    // Turning points arrive by the million: the deque grows in blocks and never moves (or
+    // briefly doubles) what it already holds.
+    std::deque<TPointDecl> arPoints;
     double tolerance = 0.01;
     int32_t contour = 0;
     std::vector<std::string> arrayKn;

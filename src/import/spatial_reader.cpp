@@ -140,10 +140,6 @@ int32_t TlibImportXML::AddPointDecl(const std::string& aNpt, const std::string& 
     if (fPoints == 2 &&
         std::none_of(arrCn.begin(), arrCn.end(), [&](const std::string& cn) { return SameText(cn, aKnuch); }))
         return -1;
-    // Room for the next points ahead of need, in steps that grow with the array: a fixed step
-    // would move the whole array again every few thousand points.
-    if (arPoints.capacity() < static_cast<size_t>(nPoints) + 100)
-        arPoints.reserve(std::max(static_cast<size_t>(nPoints) + 10000, arPoints.capacity() * 2));
     arPoints.push_back(TPointDecl{aX, aY, aNpt, aNpt2, aStatus, FloatToStr(aDelta), aKnuch});
     nPoints = static_cast<int32_t>(arPoints.size());
     return -1;
