@@ -1,7 +1,8 @@
 // Fuzz target: runs a whole import on any bytes as the document, into a private temporary
 // folder, with the choices drawn from the first byte. Whatever the document holds, the job
 // answers true or false, or raises one of the system's own errors (a number that is not a
-// number passes out of the job by design); anything else is a finding.
+// number, a spatial element without a ring: both pass out of the job by design); anything
+// else is a finding.
 #include <unistd.h>
 
 #include <cstddef>
@@ -56,6 +57,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize) {
         try {
             (void)job.Execute();
         } catch (const tmi::Exception&) {
+        } catch (const tmi::xml::EOXmlException&) {
+            // The list index error of a spatial element without a ring, also by design.
         }
         job.Clear();
     }

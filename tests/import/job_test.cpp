@@ -243,3 +243,31 @@ TEST_F(Job, TransformPointShiftsOnlyInsideItsRange) {
     EXPECT_EQ(x, 100);
     EXPECT_EQ(y, 2);
 }
+
+TEST_F(Job, HostileDocumentsEndWithAnAnswerOrTheirOwnError) {
+    // Nesting far deeper than any stack would take if the readers recursed over it.
+    const int depth = 200000;
+    auto nested = [&](const std::string& aName) {
+        std::string s;
+        for (int i = 0; i < depth; ++i) s += "<" + aName + ">";
+        for (int i = 0; i < depth; ++i) s += "</" + aName + ">";
+        return s;
+    };
+    bool ok = false;
+    Run(nested("a"), &ok);
+    EXPECT_TRUE(ok);
+    Run("<extract_cadastral_plan_territory><cadastral_blocks><cadastral_block><cadastral_number>1:1:1</cadastral_number>"
+        "<record_data><base_data><land_records><land_record><object><common_data><cad_number>1:1:1:1</cad_number>"
+        "</common_data></object><contours_location><contours><contour>" +
+            nested("entity_spatial") + "</contour></contours></contours_location><address_location>" + nested("address") +
+            "</address_location></land_record></land_records></base_data></record_data></cadastral_block>"
+            "</cadastral_blocks></extract_cadastral_plan_territory>",
+        &ok);
+    EXPECT_TRUE(ok);
+    EXPECT_EQ(Out("Участки.mid").rfind("1,\"1:1:1\",\"1:1:1:1\",", 0), 0u);  // the record still gets its row
+    // A classic spatial element without a ring raises the list index error, which leaves the job.
+    const std::string classic = "<KPT><CadastralBlocks><CadastralBlock CadastralNumber=\"1:1:1\"><Parcels>"
+                                "<Parcel CadastralNumber=\"1:1:1:1\">" + nested("Entity_Spatial") +
+                                "</Parcel></Parcels></CadastralBlock></CadastralBlocks></KPT>";
+    EXPECT_THROW(Run(classic), xml::EOXmlException);
+}
