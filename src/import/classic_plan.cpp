@@ -452,23 +452,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
     SetGMField("КадастровыйНомер", TcsVariant(p.Number));
     SetGMField("Вид", TcsVariant(p.Name_));
     SetGMField("IsGraphic", TcsVariant(p.IsGraphic ? 1 : 0));
-    SetGMField("НомерЕЗ", TcsVariant(p.NumberEZ));
-    SetGMField("СтатусУчастка", TcsVariant(p.Status));
-    SetGMField("Дата1", TcsVariant(p.Date1));
-    SetGMField("Дата2", TcsVariant(p.Date2));
-    SetGMField("Katzem", TcsVariant(p.Katzem));
-    SetGMField("Категория", TcsVariant(p.Category));
-    SetGMField("РазрИспользование", TcsVariant(p.Mean));
-    SetGMField("Примечание", TcsVariant(p.Remarka));
-    SetGMField("Наименование", TcsVariant(p.Name_));
-    SetGMField("Местоположение", TcsVariant(p.Place));
-    SetGMField("ОКАТО", TcsVariant(p.OKATO));
-    SetGMField("КЛАДР", TcsVariant(p.KLADR));
-    SetGMField("Землепользователь", TcsVariant(owners));
-    for (int i = 0; i < 3 && i < p.AreaCnt; ++i) {
-        SetGMField("ТипПлощади" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].TypeStr));
-        SetGMField("Площадь" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].Value));
-    }
+    SetParcelColumns(p, owners);
     for (int i = 0; i < 3 && i < p.CharCnt; ++i) {
         const TXMLChar& ch = p.Chars[static_cast<size_t>(i)];
         const std::string k = std::to_string(i + 1);

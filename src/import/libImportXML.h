@@ -209,6 +209,7 @@ public:
     void CloseGMTable() {}
     void NewGMRecord(bool aGraphic, int8_t aKind);
     void SetGMField(std::string_view aName, const TcsVariant& aValue);
+    void SetParcelColumns(const TXMLParcel& p, const std::string& aHolders);
     void PostGMRecord();
     [[nodiscard]] TMITable& OpenTable();
 

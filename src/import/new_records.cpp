@@ -315,23 +315,7 @@ void TlibImportXML::ReadLandRecord(xml::PXMLNode aNode) {
     SetGMField("КНомер", TcsVariant(ShortParcelNumber(p.Number)));
     SetGMField("Вид", TcsVariant(p.Kind));
     if (p.IsGraphic) SetGMField("IsGraphic", TcsVariant(1));
-    SetGMField("НомерЕЗ", TcsVariant(p.NumberEZ));
-    SetGMField("СтатусУчастка", TcsVariant(p.Status));
-    SetGMField("Дата1", TcsVariant(p.Date1));
-    SetGMField("Дата2", TcsVariant(p.Date2));
-    SetGMField("Katzem", TcsVariant(p.Katzem));
-    SetGMField("Категория", TcsVariant(p.Category));
-    SetGMField("РазрИспользование", TcsVariant(p.Mean));
-    SetGMField("Примечание", TcsVariant(p.Remarka));
-    SetGMField("Наименование", TcsVariant(p.Name_));
-    SetGMField("Местоположение", TcsVariant(p.Place));
-    SetGMField("ОКАТО", TcsVariant(p.OKATO));
-    SetGMField("КЛАДР", TcsVariant(p.KLADR));
-    SetGMField("Землепользователь", TcsVariant(holders));
-    for (int i = 0; i < 3 && i < p.AreaCnt; ++i) {
-        SetGMField("ТипПлощади" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].TypeStr));
-        SetGMField("Площадь" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].Value));
-    }
+    SetParcelColumns(p, holders);
     SetGMField("НомерОснования", TcsVariant(XMLSert.Number));
     SetGMField("Получатель", TcsVariant(XMLeDoc.Recipient));
     SetGMField("ДатаВыгрузки", TcsVariant(XMLeDoc.SenderDate));

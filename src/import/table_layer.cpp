@@ -66,4 +66,25 @@ void TlibImportXML::SetGMField(std::string_view aName, const TcsVariant& aValue)
 
 void TlibImportXML::PostGMRecord() { OpenTable().Post(); }
 
+// The columns of a parcel's row that both families fill alike.
+void TlibImportXML::SetParcelColumns(const TXMLParcel& p, const std::string& aHolders) {
+    SetGMField("НомерЕЗ", TcsVariant(p.NumberEZ));
+    SetGMField("СтатусУчастка", TcsVariant(p.Status));
+    SetGMField("Дата1", TcsVariant(p.Date1));
+    SetGMField("Дата2", TcsVariant(p.Date2));
+    SetGMField("Katzem", TcsVariant(p.Katzem));
+    SetGMField("Категория", TcsVariant(p.Category));
+    SetGMField("РазрИспользование", TcsVariant(p.Mean));
+    SetGMField("Примечание", TcsVariant(p.Remarka));
+    SetGMField("Наименование", TcsVariant(p.Name_));
+    SetGMField("Местоположение", TcsVariant(p.Place));
+    SetGMField("ОКАТО", TcsVariant(p.OKATO));
+    SetGMField("КЛАДР", TcsVariant(p.KLADR));
+    SetGMField("Землепользователь", TcsVariant(aHolders));
+    for (int i = 0; i < 3 && i < p.AreaCnt; ++i) {
+        SetGMField("ТипПлощади" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].TypeStr));
+        SetGMField("Площадь" + std::to_string(i + 1), TcsVariant(p.XMLArea[static_cast<size_t>(i)].Value));
+    }
+}
+
 }  // namespace tmi
