@@ -82,7 +82,9 @@ public:
     void FillCoordArray(std::vector<double>& aX, std::vector<double>& aY) const;
     // True when at least one coordinate widened aBounds.
     bool GetBounds(TcsGeometryBounds& aBounds) const;
-    // Appends copies of X, Y and Num; Z is dropped.
+    // Appends copies of X, Y and Num; Z is dropped. The published-property copy of the base
+    // stays reachable for any other source.
+    using TcsInfoListLowData::Assign;
     void Assign(const TcsGeometryCoords& aCoords);
     void SwapCoords();
     [[nodiscard]] TcsInfoClass ItemClass(TcsXmlNode) const override { return InfoClassOf<TcsGeometryCoord>(); }
