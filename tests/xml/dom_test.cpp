@@ -234,6 +234,17 @@ TEST(Dictionary, CaseInsensitiveFoldsLatinAndCyrillic) {
     EXPECT_EQ(dict.Add("ёж"), hedgehog);
     const int32_t parcel = dict.Add("Parcel");
     EXPECT_EQ(dict.IndexOf("PARCEL"), parcel);
+    EXPECT_EQ(dict.IndexOf("Parcels"), -1);  // a longer name is another name
+    EXPECT_EQ(dict.IndexOf("Parce"), -1);
+    EXPECT_EQ(dict.Add("\xC3\x80" "b"), dict.Add("\xC3\xA0" "B"));  // Latin-1 letters fold too
+    // A byte that starts no character equals only itself, never a letter.
+    const int32_t broken = dict.Add("x\xD0");
+    EXPECT_EQ(dict.IndexOf("X\xD0"), broken);
+    EXPECT_EQ(dict.IndexOf("x\xD0\x90"), -1);
+    EXPECT_TRUE(SameTextIgnoreCase("", ""));
+    EXPECT_FALSE(SameTextIgnoreCase("", "a"));
+    EXPECT_TRUE(SameTextIgnoreCase("ОРДИНАТА", "ордината"));
+    EXPECT_FALSE(SameTextIgnoreCase("ордината", "ординат"));
     try {
         dict.SetCaseSensitive(true);
         FAIL();
