@@ -71,11 +71,15 @@ check("about without display", r.returncode == 0 and "Версия: 2.0 (сбо�
 # Under Xvfb the box is shown and closed by a key press; the function answers 0.
 xvfb, xdotool = shutil.which("Xvfb"), shutil.which("xdotool")
 if xvfb and xdotool:
-    display = ":97"
-    server = subprocess.Popen([xvfb, display, "-screen", "0", "1024x768x24"], stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL)
+    # The server picks a free display and writes its number once it accepts clients, so a busy
+    # machine (or another server on a fixed number) cannot make the test race it.
+    ready_r, ready_w = os.pipe()
+    server = subprocess.Popen([xvfb, "-displayfd", str(ready_w), "-screen", "0", "1024x768x24"],
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=(ready_w,))
+    os.close(ready_w)
     try:
-        time.sleep(1.0)
+        with os.fdopen(ready_r) as ready:
+            display = ":" + ready.readline().strip()
         genv = dict(base, DISPLAY=display)
         proc = subprocess.Popen([sys.executable, "-c", "import tmMiniImportLib as m; print(m.ShowImportAbout())"],
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, env=genv)
