@@ -6,18 +6,16 @@
 #include <filesystem>
 #include <map>
 
+#include "import_test_util.h"
 #include "libImportXML.h"
 
 using namespace tmi;
 using xml::PXMLNode;
 namespace fs = std::filesystem;
+using test::InCI;
+using test::Shell;
 
 namespace {
-
-bool InCI() {
-    const char* ci = std::getenv("CI");
-    return ci && std::string(ci) == "true";
-}
 
 PXMLNode Child(PXMLNode aNode, std::string_view aLocal) {
     for (PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling())

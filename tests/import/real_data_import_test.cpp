@@ -11,27 +11,15 @@
 #include <sstream>
 
 #include "code_pages.h"
+#include "import_test_util.h"
 #include "libImportXML.h"
 
 using namespace tmi;
 namespace fs = std::filesystem;
+using test::InCI;
+using test::Shell;
 
 namespace {
-
-bool InCI() {
-    const char* ci = std::getenv("CI");
-    return ci && std::string(ci) == "true";
-}
-
-std::string Shell(const std::string& aCommand, int* aStatus) {
-    std::string out;
-    FILE* p = popen((aCommand + " 2>&1").c_str(), "r");
-    if (!p) return out;
-    std::array<char, 4096> buf{};
-    while (size_t n = fread(buf.data(), 1, buf.size(), p)) out.append(buf.data(), n);
-    *aStatus = pclose(p);
-    return out;
-}
 
 }  // namespace
 
