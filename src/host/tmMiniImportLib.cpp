@@ -107,14 +107,15 @@ PyObject* Guarded(F&& aBody) {
     }
 }
 
-PyObject* ShowImportAbout(PyObject*, PyObject*) {
+// Both functions take any arguments, keywords included, and read none of them.
+PyObject* ShowImportAbout(PyObject*, PyObject*, PyObject*) {
     return Guarded([] {
         ShowInformation(AboutText(kAboutLastLine));
         return PyLong_FromLong(0);
     });
 }
 
-PyObject* ShowImportForm(PyObject*, PyObject*) {
+PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
     return Guarded([]() -> PyObject* {
         const std::string appPath = ModuleFolder();
         Bitness() = sizeof(void*) == 4 ? 32 : 64;
@@ -125,17 +126,18 @@ PyObject* ShowImportForm(PyObject*, PyObject*) {
         choices.AppPath = appPath;
         choices.XSDPath = appPath + "XSDSchemes";
         LoadChoices(ini, choices);
-        // The choices go back to the file however the rest ends.
+        // Without the host's window the console does not open, and nothing is written.
+        const long long owner = HostWindowId();
+        (void)owner;
+        // From here on the choices go back to the file however the rest ends.
         struct Keep {
             TcsIniFile& fIni;
             TImportChoices& fChoices;
             ~Keep() {
                 SaveChoices(fIni, fChoices);
-                fIni.UpdateFile();
+                (void)fIni.UpdateFile();
             }
         } keep{ini, choices};
-        const long long owner = HostWindowId();
-        (void)owner;
         // The console's window comes with the console; until it exists the form cannot open.
         PyErr_SetString(PyExc_NotImplementedError, "Консоль импорта в этой сборке отсутствует");
         return nullptr;
@@ -143,8 +145,10 @@ PyObject* ShowImportForm(PyObject*, PyObject*) {
 }
 
 PyMethodDef kMethods[] = {
-    {"ShowImportForm", ShowImportForm, METH_VARARGS, "ShowImportForm"},
-    {"ShowImportAbout", ShowImportAbout, METH_VARARGS, "ShowImportAbout"},
+    {"ShowImportForm", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(ShowImportForm)), METH_VARARGS | METH_KEYWORDS,
+     "ShowImportForm"},
+    {"ShowImportAbout", reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)()>(ShowImportAbout)),
+     METH_VARARGS | METH_KEYWORDS, "ShowImportAbout"},
     {nullptr, nullptr, 0, nullptr},
 };
 

@@ -74,6 +74,13 @@ void TlibImportXML::RecogniseDocument(xml::PXMLNode aRoot) {
     rootnm = std::string(local);
 }
 
+void TlibImportXML::WidenExtremes(double& aMin, double& aMax) {
+    // The minimum is widened and stored first; the maximum then widens by the stored
+    // minimum, so the result is not symmetric. The products are taken in extended precision.
+    aMin = static_cast<double>(aMin - (static_cast<long double>(aMax) - aMin) * 0.05L);
+    aMax = static_cast<double>(aMax + (static_cast<long double>(aMax) - aMin) * 0.05L);
+}
+
 void TlibImportXML::ScanExtremes(xml::PXMLNode aRoot) {
     RewriteXML = false;
     fDoc_Name.clear();
@@ -95,22 +102,13 @@ void TlibImportXML::ScanExtremes(xml::PXMLNode aRoot) {
 }
 
 bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
-    // 1. The extremes, widened by 5%: the second step uses the already widened minimum.
+    // The extremes, widened by 5% on each side.
     if (chkBounds) {
         SetProgressText("Считаем экстремумы");
         qvRect = TtmRect{};
         ScanExtremes(aRoot);
-        long double lo = xmin, hi = xmax;
-        lo = lo - (hi - lo) * 0.05L;
-        hi = hi + (hi - lo) * 0.05L;
-        xmin = static_cast<double>(lo);
-        xmax = static_cast<double>(hi);
-        lo = ymin;
-        hi = ymax;
-        lo = lo - (hi - lo) * 0.05L;
-        hi = hi + (hi - lo) * 0.05L;
-        ymin = static_cast<double>(lo);
-        ymax = static_cast<double>(hi);
+        WidenExtremes(xmin, xmax);
+        WidenExtremes(ymin, ymax);
         csXmin = xmin;
         csYmin = ymin;
         csXmax = xmax;

@@ -17,10 +17,13 @@ TlibImportXML::TlibImportXML() {
 }
 
 TlibImportXML::~TlibImportXML() {
+    // Execute has already flushed the tables, so closing them rarely fails here; when it
+    // does, the owner that did not call Clear() itself still hears of it.
     try {
         Clear();
+    } catch (const std::exception& e) {
+        if (OnMessage) OnMessage(e.what());
     } catch (...) {
-        // Closing reports through Clear() called by the owner; a destructor stays silent.
     }
 }
 
@@ -30,6 +33,7 @@ void TlibImportXML::Clear() {
     arrayKn.clear();
     arrayKn.shrink_to_fit();
     nPoints = 0;
+    ClearSPList();
     // Every table is closed even when one of them fails; the first failure is reported.
     std::exception_ptr failure;
     for (auto& table : fMITables) {
@@ -74,9 +78,18 @@ std::string TlibImportXML::OutputFolder() const {
 std::string TlibImportXML::ResultListPath() { return DocumentsFolder() + "tmMiniImportRes.ini"; }
 
 void TlibImportXML::WriteResultList() const {
-    // One table path a line, without extension; the folder as the console gave it.
-    std::ofstream out(ResultListPath(), std::ios::binary | std::ios::trunc);
+    // One table path a line, without extension; the folder as the console gave it. An old
+    // list must never stand for this run: a list that cannot be written raises.
+    const std::string path = ResultListPath();
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) throw EInOutError("Не удалось создать файл " + path);
     for (const auto& table : fMITables) out << (HostMode() == 2 ? qgisPath : fOutputFile) << table->Name_ << "\n";
+    out.close();
+    if (!out) throw EInOutError("Не удалось записать файл " + path);
+}
+
+void TlibImportXML::FlushTables() {
+    for (auto& table : fMITables) table->Flush();
 }
 
 bool TlibImportXML::Execute() {
@@ -96,7 +109,8 @@ bool TlibImportXML::Execute() {
         DoAbort = false;
         FNTDoc = std::make_unique<xml::TXMLDocument>();
         std::error_code ec;
-        if (!std::filesystem::exists(fXMLName, ec)) {
+        // A folder of that name is no file.
+        if (!std::filesystem::exists(fXMLName, ec) || std::filesystem::is_directory(fXMLName, ec)) {
             fImpError = kImpErrorNoFile;
             finish();
             return false;
@@ -123,6 +137,9 @@ bool TlibImportXML::Execute() {
         FNTCurrentNode = root;
         SetProgressText("Заполнение данных");
         if (!ProcessDocument(root)) result = false;
+        // The rows reach the disk now, so a table that cannot be written fails this run
+        // rather than the job's destruction.
+        FlushTables();
     } catch (...) {
         try {
             finish();

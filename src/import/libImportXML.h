@@ -264,6 +264,7 @@ public:
     // --- the document pass
     bool ProcessDocument(xml::PXMLNode aRoot);
     void ScanExtremes(xml::PXMLNode aRoot);
+    static void WidenExtremes(double& aMin, double& aMax);
     // Tells the kind of document by the root: XMLeDoc, rootnm.
     void RecogniseDocument(xml::PXMLNode aRoot);
 
@@ -353,8 +354,11 @@ public:
     std::vector<std::string> arrCn;
     bool ispacket = false;
     std::string qgisPath;
-    // Notices for the operator (a missing classifier).
+    // Notices for the operator (a missing classifier, a table that could not be closed).
     std::function<void(const std::string&)> OnMessage;
+    // The diagnostic log: with debugPrint set, the geometry reader writes each element name
+    // it visits here.
+    std::function<void(const std::string&)> OnLog;
 
     // --- the state of the job
     int32_t fPntMain = 0;
@@ -430,6 +434,7 @@ public:
 
 private:
     void WriteResultList() const;
+    void FlushTables();
     void SetProgressText(std::string_view aText);
     [[nodiscard]] bool Cancelled();
 

@@ -186,7 +186,10 @@ TGrParcelRef TlibImportXML::ReadEntitySpatial(PXMLNode aNode) {
         if (n > 10) {
             ElementStr = Counted("Элемент", i + 1, n);
             ShowElementProgress();
-            if (Cancelled()) return nullptr;
+            if (Cancelled()) {
+                ClearSPList();
+                return nullptr;
+            }
         }
         if (!IsClassicRing(ring)) continue;
         TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
@@ -406,7 +409,10 @@ TGrParcelRef TlibImportXML::ReadEntitySpatialNewFamily(PXMLNode aNode, bool aChe
             if (m > 10) {
                 ElementStr = Counted("Элемент", i + 1, m);
                 ShowElementProgress();
-                if (Cancelled()) return nullptr;
+                if (Cancelled()) {
+                    ClearSPList();
+                    return nullptr;
+                }
             }
             if (!Has(element, "spatial_element")) continue;
             TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
@@ -566,17 +572,22 @@ TGrParcelRef TlibImportXML::ReadContoursNewFamily(PXMLNode aNode, bool aCheckClo
 
 void TlibImportXML::ReadGeometryContour(PXMLNode aNode, TcsGeometry& aGeometry) {
     TcsRingClassifier rings;
+    // Under debugPrint every element the walk looks at goes to the log by name.
+    auto visit = [this](PXMLNode aChild, std::string_view aName) {
+        if (debugPrint && OnLog) OnLog(std::string(aChild->NodeName()));
+        return Is(aChild, aName);
+    };
     for (PXMLNode es = FirstElement(aNode); es; es = NextElement(es)) {
-        if (!Is(es, "entity_spatial")) continue;
+        if (!visit(es, "entity_spatial")) continue;
         for (PXMLNode list = FirstElement(es); list; list = NextElement(list)) {
-            if (!Is(list, "spatials_elements")) continue;
+            if (!visit(list, "spatials_elements")) continue;
             for (PXMLNode element = FirstElement(list); element; element = NextElement(element)) {
-                if (!Is(element, "spatial_element")) continue;
+                if (!visit(element, "spatial_element")) continue;
                 TcsCustomGeometry* object = aGeometry.AddGeometryObject();
                 for (PXMLNode ords = FirstElement(element); ords; ords = NextElement(ords)) {
-                    if (!Is(ords, "ordinates")) continue;
+                    if (!visit(ords, "ordinates")) continue;
                     for (PXMLNode o = FirstElement(ords); o; o = NextElement(o)) {
-                        if (!Is(o, "ordinate")) continue;
+                        if (!visit(o, "ordinate")) continue;
                         std::string num = ChildTextIs(o, "num_geopoint");
                         if (SameText(num, "NaN")) num = "0";
                         double x = 0, y = 0;

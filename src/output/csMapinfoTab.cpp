@@ -104,7 +104,6 @@ void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& a
         TGMField copy = f;
         copy.FieldValue.clear();
         if (copy.FieldType == ftLongText) copy.FieldSize = 150;
-        copy.fFoldedName = LowerCase(copy.FieldName);
         FieldList.push_back(std::move(copy));
         if (!f.FieldGeom) ++columns;
     }
@@ -136,12 +135,9 @@ void TMITable::NewRecord(bool aGraphic) {
 }
 
 int TMITable::ColumnIndex(std::string_view aName) const {
-    // Exact spelling first (the readers use the catalogue's), then without regard to case.
+    // The first column whose name matches without regard to case: "Имя" before "имя".
     for (size_t i = 0; i < FieldList.size(); ++i)
-        if (FieldList[i].FieldName == aName) return static_cast<int>(i);
-    const std::string folded = LowerCase(aName);
-    for (size_t i = 0; i < FieldList.size(); ++i)
-        if (FieldList[i].fFoldedName == folded) return static_cast<int>(i);
+        if (FieldList[i].FieldName == aName || SameText(FieldList[i].FieldName, aName)) return static_cast<int>(i);
     return -1;
 }
 

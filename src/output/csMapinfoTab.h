@@ -31,8 +31,6 @@ struct TGMField {
     bool FieldPrimaryKey = false;
     bool FieldGeom = false;
     std::string FieldValue;  // the current row's value, already in MID form; empty when unset
-
-    std::string fFoldedName;  // the name folded for lookups without regard to case
 };
 
 // The MID form of a value for a column: text quoted with '"' doubled to "''", line breaks
@@ -52,12 +50,17 @@ public:
     // the .mif and an empty .mid. Raises EInOutError naming the file.
     void Create(const std::string& aFolder, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys);
     void NewRecord(bool aGraphic);
-    // First column of that name, without regard to case; an unknown name is ignored.
+    // The first column of that name without regard to case; an unknown name is ignored.
     void SetField(std::string_view aName, const TcsVariant& aValue);
     // Text of the object clause: goes to the .mif as it stands.
     void WriteMif(std::string_view aText) { hdrMif.Write(aText); }
     void WriteMifLine(std::string_view aText) { hdrMif.WriteLine(aText); }
     void Post();
+    // Both files on disk as far as written; raises EInOutError naming the file.
+    void Flush() {
+        hdrMif.Flush();
+        hdrMid.Flush();
+    }
     void Close();
 
     [[nodiscard]] int ColumnIndex(std::string_view aName) const;

@@ -188,8 +188,17 @@ void TcsMifClauseWriter::WriteGeometry(const TcsGeometry& aGeometry) {
 void TcsMifClauseWriter::WriteGeometryParts(const TcsGeometry& aGeometry, double aRadius, int aPosition, int aPartKind,
                                             const std::vector<int>& aIndices) {
     auto part = [&](int aIndex) -> const TcsGeometryCoords& { return aGeometry.Items(aIndex)->Coords(); };
-    if (aPartKind == 1 || aPartKind == 4) {
-        const TcsGeometryCoords& c = part(aIndices.at(static_cast<size_t>(aPosition)));
+    // Parts that are not there cannot be written: the object is written as none.
+    const bool partsThere = std::all_of(aIndices.begin(), aIndices.end(), [&](int i) {
+        return i >= 0 && i < aGeometry.Count() && aGeometry.Items(i) != nullptr;
+    });
+    const bool pointKind = aPartKind == 1 || aPartKind == 4;
+    if (!partsThere || (pointKind && (aPosition < 0 || aPosition >= static_cast<int>(aIndices.size())))) {
+        Line("none");
+        return;
+    }
+    if (pointKind) {
+        const TcsGeometryCoords& c = part(aIndices[static_cast<size_t>(aPosition)]);
         const double x = c.Count() > 0 ? (fEastingFirst ? c[0].Y : c[0].X) : 0;
         const double y = c.Count() > 0 ? (fEastingFirst ? c[0].X : c[0].Y) : 0;
         if (aRadius != 0) {

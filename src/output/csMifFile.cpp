@@ -83,26 +83,32 @@ void TcsAnsiTextFile::Rewrite(const std::string& aFileName) {
 
 void TcsAnsiTextFile::Write(std::string_view aUTF8) {
     AppendAsWindows1251(fBuffer, aUTF8);
-    if (fBuffer.size() >= kFlushAt) Flush();
+    if (fBuffer.size() >= kFlushAt) WriteBuffer();
 }
 
 void TcsAnsiTextFile::WriteAnsi(std::string_view aAnsi) {
     fBuffer.append(aAnsi);
-    if (fBuffer.size() >= kFlushAt) Flush();
+    if (fBuffer.size() >= kFlushAt) WriteBuffer();
 }
 
-void TcsAnsiTextFile::Flush() {
+void TcsAnsiTextFile::WriteBuffer() {
     if (!fFile || fBuffer.empty()) return;
     if (std::fwrite(fBuffer.data(), 1, fBuffer.size(), fFile) != fBuffer.size())
         throw EInOutError("Не удалось записать файл " + fFileName + ": " + std::strerror(errno));
     fBuffer.clear();
 }
 
+void TcsAnsiTextFile::Flush() {
+    if (!fFile) return;
+    WriteBuffer();
+    if (std::fflush(fFile) != 0) throw EInOutError("Не удалось записать файл " + fFileName + ": " + std::strerror(errno));
+}
+
 void TcsAnsiTextFile::Close() {
     if (!fFile) return;
     std::FILE* f = fFile;
     try {
-        Flush();
+        WriteBuffer();
     } catch (...) {
         fFile = nullptr;
         std::fclose(f);

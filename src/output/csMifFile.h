@@ -32,13 +32,15 @@ public:
         Write(aUTF8);
         WriteAnsi("\r\n");
     }
+    // Hands everything written so far to the system; raises EInOutError when it cannot.
+    void Flush();
     // Flushes and closes; raises EInOutError when the data cannot be written.
     void Close();
     [[nodiscard]] bool IsOpen() const noexcept { return fFile != nullptr; }
     [[nodiscard]] const std::string& FileName() const noexcept { return fFileName; }
 
 private:
-    void Flush();
+    void WriteBuffer();
     std::FILE* fFile = nullptr;
     std::string fFileName;
     std::string fBuffer;

@@ -1,9 +1,11 @@
 // The job: Execute's outcomes and error texts, the result list, recognition of every kind of
 // root, the system tables and the thirteen tables of every import.
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -89,10 +91,89 @@ TEST_F(Job, NoRootGivesCode4WithoutText) {
         EXPECT_EQ(job.fImpError, 4);
         EXPECT_EQ(job.GetError(), "");
     }
+}
+
+// A folder is no file: code 2 and its text, as for a missing file.
+TEST_F(Job, AFolderNamedLikeTheFileIsNotFound) {
+    fs::create_directories(fRoot / "plan.xml");
     TlibImportXML folder;
-    Prepare(folder, fRoot.string());  // a folder given as the file
+    Prepare(folder, (fRoot / "plan.xml").string());
     EXPECT_FALSE(folder.Execute());
-    EXPECT_EQ(folder.fImpError, 4);
+    EXPECT_EQ(folder.fImpError, 2);
+    EXPECT_EQ(folder.GetError(), "Не найден файл XML для импорта");
+}
+
+// What cannot be written must not pass for written: the result list and the tables.
+TEST_F(Job, WriteFailuresReachTheCaller) {
+    {
+        // A folder where the result list should be: an old list must not stand for this run.
+        fs::create_directories(fRoot / "docs" / "tmMiniImportRes.ini");
+        TlibImportXML job;
+        Prepare(job, Write("doc.xml", "<KPT/>"));
+        EXPECT_THROW(job.Execute(), EInOutError);
+        fs::remove_all(fRoot / "docs" / "tmMiniImportRes.ini");
+    }
+    // Files may grow to a few hundred bytes: a table's header is more than that.
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit small = old;
+    small.rlim_cur = 300;
+    const std::string doc = Write("doc2.xml", "<KPT/>");
+    setrlimit(RLIMIT_FSIZE, &small);
+    std::string thrown;
+    {
+        TlibImportXML job;
+        Prepare(job, doc);
+        try {
+            job.Execute();
+        } catch (const EInOutError& e) {
+            thrown = e.what();
+        }
+    }
+    // A job freed without Clear() still tells of a table it could not complete.
+    std::vector<std::string> told;
+    {
+        TlibImportXML job;
+        job.OnMessage = [&](const std::string& aText) { told.push_back(aText); };
+        Prepare(job, doc);
+        job.CreateGMTables();
+    }
+    setrlimit(RLIMIT_FSIZE, &old);
+    EXPECT_NE(thrown.find("Не удалось записать файл " + (fRoot / "out").string()), std::string::npos) << thrown;
+    ASSERT_FALSE(told.empty());
+    EXPECT_NE(told[0].find("Не удалось записать файл"), std::string::npos) << told[0];
+}
+
+TEST_F(Job, ClearEmptiesEverythingTheJobHolds) {
+    TlibImportXML job;
+    // A deliberate departure: the turning points grow as they come, nothing is set aside
+    // for 300,000 of them at creation.
+    EXPECT_TRUE(job.arPoints.empty());
+    job.SPList.push_back({std::make_shared<TGrCont>(), 1});
+    job.arPoints.push_back(TPointDecl{});
+    job.nPoints = 1;
+    job.Clear();
+    EXPECT_TRUE(job.SPList.empty());
+    EXPECT_TRUE(job.arPoints.empty());
+    EXPECT_EQ(job.nPoints, 0);
+}
+
+// The minimum is stored as a double before the maximum is widened by it.
+TEST_F(Job, WidenedExtremesUseTheStoredMinimum) {
+    int differ = 0;
+    for (int i = 1; i <= 2000; ++i) {
+        double lo = -1234.567 * i / 7.0, hi = 98765.4321 + i / 3.0;
+        const long double extended = static_cast<long double>(lo) - (static_cast<long double>(hi) - lo) * 0.05L;
+        const double stored = static_cast<double>(extended);
+        const double expected = static_cast<double>(hi + (static_cast<long double>(hi) - stored) * 0.05L);
+        const double unrounded = static_cast<double>(hi + (static_cast<long double>(hi) - extended) * 0.05L);
+        if (expected != unrounded) ++differ;
+        TlibImportXML::WidenExtremes(lo, hi);
+        ASSERT_EQ(lo, stored) << i;
+        ASSERT_EQ(hi, expected) << i;
+    }
+    EXPECT_GT(differ, 0);  // the cases that tell the two orders apart are among them
 }
 
 TEST_F(Job, EveryImportMakesThirteenTablesAndOnePassportRow) {

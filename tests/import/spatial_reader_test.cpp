@@ -248,6 +248,60 @@ TEST(SpatialNew, GeometryContourWithRadii) {
     EXPECT_EQ(g.GetGeometryType(), gtPoint);
 }
 
+TEST(SpatialNew, TheLogNamesEachVisitedElementUnderDebugPrint) {
+    Reader r("<contour><entity_spatial><spatials_elements><spatial_element><ordinates>"
+             "<ordinate><x>10</x><y>20</y></ordinate><note/>"
+             "</ordinates></spatial_element></spatials_elements></entity_spatial></contour>");
+    std::vector<std::string> log;
+    r.fJob.OnLog = [&](const std::string& aName) { log.push_back(aName); };
+    TcsGeometry quiet;
+    r.fJob.ReadGeometryContour(r.Root(), quiet);
+    EXPECT_TRUE(log.empty());
+    r.fJob.debugPrint = true;
+    TcsGeometry g;
+    r.fJob.ReadGeometryContour(r.Root(), g);
+    EXPECT_EQ(log, (std::vector<std::string>{"entity_spatial", "spatials_elements", "spatial_element", "ordinates",
+                                             "ordinate", "note"}));
+    EXPECT_EQ(g.Items(0)->Coords().Count(), 1);
+}
+
+// A view that presses Cancel at its twelfth refresh, a few rings into the list.
+class CancellingView : public TcsProgressControl {
+public:
+    using TcsProgressControl::TcsProgressControl;
+    bool Visible() const override { return true; }
+    void ProcessMessages() override {
+        if (++fRefreshes == 12) fOwner.RequestCancel();
+    }
+    int fRefreshes = 0;
+};
+
+// A cancel in the middle of an element list leaves no ring behind for the next reader.
+TEST(SpatialCancel, ReadersLeaveTheRingListEmpty) {
+    std::string classic = "<EntitySpatial>";
+    for (int i = 0; i < 12; ++i) classic += ClassicRing(kOuter);
+    classic += "</EntitySpatial>";
+    std::string modern = "<entity_spatial><spatials_elements>";
+    for (int i = 0; i < 12; ++i) modern += NewRing(kOuter);
+    modern += "</spatials_elements></entity_spatial>";
+    for (const bool isClassic : {true, false}) {
+        Reader r(isClassic ? classic : modern);
+        TcsProgress progress;
+        uint32_t tick = 0;
+        progress.TickCount = [&] { return tick += 200; };
+        progress.ControlClass = [](TcsProgress& p) { return std::make_unique<CancellingView>(p); };
+        progress.AbortOnCancel = false;
+        progress.AskOnCancel = false;
+        progress.AutoProcessCancel = true;
+        progress.Open();
+        r.fJob.FProgress = &progress;
+        const TGrParcelRef parcel = isClassic ? r.fJob.ReadEntitySpatial(r.Root()) : r.fJob.ReadEntitySpatialNew(r.Root(), true);
+        EXPECT_TRUE(progress.Cancelled());
+        EXPECT_EQ(parcel, nullptr);
+        EXPECT_TRUE(r.fJob.SPList.empty()) << r.fJob.SPList.size();
+    }
+}
+
 TEST(SpatialPoints, TheNumberFilter) {
     TlibImportXML job;
     job.fPoints = 2;
@@ -317,6 +371,11 @@ TEST(Clauses, LinesPointsAndCollections) {
     EXPECT_EQ(Clauses([&](TcsMifClauseWriter& w) { w.WriteGeometryParts(multi, 2, 1, 1, {0, 1}); }),
               "Ellipse 1 2 5 6\r\nPen (1,2,0)\r\nBrush (2,16777215,16777215)\r\n");
     EXPECT_EQ(Clauses([&](TcsMifClauseWriter& w) { w.WriteGeometryParts(multi, 0, 0, 4, {1}); }), "Point 3 4\r\nSymbol (35,0,12)\r\n");
+    // Parts that are not there are written as none, never as a failure.
+    for (const auto& [position, kind, indices] : std::vector<std::tuple<int, int, std::vector<int>>>{
+             {2, 1, {0, 1}}, {-1, 4, {0}}, {0, 1, {}}, {0, 1, {5}}, {0, 2, {0, 7}}, {0, 3, {-1}}}) {
+        EXPECT_EQ(Clauses([&](TcsMifClauseWriter& w) { w.WriteGeometryParts(multi, 1, position, kind, indices); }), "none\r\n");
+    }
 }
 
 TEST(Clauses, CheckObjectLinearOverlap) {

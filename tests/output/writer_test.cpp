@@ -118,6 +118,22 @@ TEST(WriterTable, HeaderRowsAndRecoding) {
               "0,\"Ёлка € ''1''\",0,\"\",\r\n0,\"\",0,\"\",\r\n3,\"\",100,\"\",\r\n");
 }
 
+// Names compare without regard to case and the first column that matches is filled, even
+// when a later one has the exact spelling.
+TEST(WriterTable, TheFirstColumnOfANameWins) {
+    const std::string folder = TempFolder("names");
+    TGMField upper = Text(10), lower = Text(10);
+    upper.FieldName = "Имя";
+    lower.FieldName = "имя";
+    TMITable t("Имена", 2);
+    t.Create(folder, {upper, lower}, "CoordSys");
+    t.NewRecord(false);
+    t.SetField("имя", TcsVariant("a"));
+    t.Post();
+    t.Close();
+    EXPECT_EQ(ReadUtf8(folder + "Имена.mid"), "\"a\",\"\"\r\n");
+}
+
 TEST(WriterTable, CharactersOutsideTheCodePageBecomeQuestionMarks) {
     std::string out;
     AppendAsWindows1251(out, "Дом \xE2\x84\x96 5 \xF0\x9F\x98\x80 \xE4\xB8\xAD");
