@@ -6,12 +6,11 @@ FUZZ_PKGS := clang libclang-rt-14-dev
 BUILD     ?= build
 JOBS      ?= $(shell nproc)
 SAMPLE    ?= samples/kpt10_sample.xml
-# The classifier schemas: those beside the checkout when they are there.
-XSD       ?= $(wildcard ../shared/data/XSDSchemes)
+PREFIX    ?= /usr/local
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
-.PHONY: deps run test build sanitize fuzz-deps fuzz bench-xml clean
+.PHONY: deps run test build install sanitize fuzz-deps fuzz bench-xml clean
 
 define install_missing
 	@missing=$$(for p in $(1); do dpkg -s $$p >/dev/null 2>&1 || echo $$p; done); \
@@ -32,8 +31,13 @@ build: deps $(BUILD)/build.ninja
 	cmake --build $(BUILD) -j $(JOBS)
 
 run: build
-	$(BUILD)/bin/tmimport $(SAMPLE) -o $(BUILD)/sample-output $(if $(XSD),--xsd $(XSD))
+	$(BUILD)/bin/tmimport $(SAMPLE) -o $(BUILD)/sample-output
 	@ls $(BUILD)/sample-output
+
+# PREFIX/lib/tmMiniImport holds the programs, the module and the data folders;
+# PREFIX/bin/tmimport and PREFIX/lib/python3/dist-packages/tmMiniImportLib.abi3.so link to it.
+install: build
+	cmake --install $(BUILD) --prefix "$(PREFIX)"
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -1,6 +1,8 @@
 // tmimport: imports cadastral XML extracts into MapInfo MIF/MID tables from the command line.
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -8,6 +10,7 @@
 #include <string>
 
 #include "PlanImportXML.h"
+#include "csClassifiers.h"
 #include "csPaths.h"
 #include "csProgressTerminal.h"
 
@@ -35,14 +38,60 @@ const char kUsage[] =
     "  --number CN             a cadastral number for --points listed (repeatable)\n"
     "  --numbers-file FILE     cadastral numbers for --points listed, one per line\n"
     "  --xsd DIR               folder of the classifier schemas (default: XSDSchemes beside the program)\n"
-    "  -q, --quiet             no progress line and no success message\n"
-    "  -h, --help              this text\n";
+    "  -q, --quiet             no progress line, no success message, no summary\n"
+    "  -v, --verbose           name each missing classifier dictionary\n"
+    "  --version               the version and its release date\n"
+    "  -h, --help              this text\n"
+    "\n"
+    "Exit status: 0 done, 1 a file failed, 2 wrong usage, 3 cancelled.\n";
 
 std::string ProgramFolder() {
     std::error_code ec;
     const auto exe = std::filesystem::read_symlink("/proc/self/exe", ec);
     return ec ? std::string("./") : IncludeTrailingDelimiter(exe.parent_path().string());
 }
+
+// One line for the whole run when dictionaries are missing: how many, and where they were
+// looked for; each of them with --verbose. The tables are written all the same.
+void TellMissingDictionaries(const TImportChoices& aChoices, bool aVerbose) {
+    TClassList list;
+    list.XSDPath = ClassifierFolder(aChoices.XSDPath, Bitness());
+    const std::vector<std::string> missing = list.MissingFiles();
+    if (missing.empty()) return;
+    std::fprintf(stderr, "tmimport: %zu of %zu classifier dictionaries not found in %s; their codes stay codes%s\n",
+                 missing.size(), list.ReportedFiles().size(), list.XSDPath.c_str(),
+                 aVerbose ? ":" : " (--verbose names them)");
+    if (aVerbose)
+        for (const std::string& f : missing) std::fprintf(stderr, "tmimport:   %s\n", f.c_str());
+}
+
+// The summary of a run: one line, then the row count of each table that has rows.
+struct Summary {
+    int fFiles = 0;
+    int fTables = 0;
+    std::vector<std::pair<std::string, long long>> fRows;  // by table, in the order first met
+
+    void Add(const TImportFileResult& aResult) {
+        ++fFiles;
+        fTables += static_cast<int>(aResult.fTables.size());
+        for (const auto& [name, rows] : aResult.fTables) {
+            auto it = std::find_if(fRows.begin(), fRows.end(), [&](const auto& e) { return e.first == name; });
+            if (it == fRows.end()) it = fRows.insert(fRows.end(), {name, 0});
+            it->second += rows;
+        }
+    }
+    long long RowsOf(std::string_view aTable) const {
+        for (const auto& [name, rows] : fRows)
+            if (name == aTable) return rows;
+        return 0;
+    }
+    void Print(double aSeconds) const {
+        std::printf("%d file%s, %d tables written, %lld rows of \"Участки\", %.1f s\n", fFiles, fFiles == 1 ? "" : "s",
+                    fTables, RowsOf("Участки"), aSeconds);
+        for (const auto& [name, rows] : fRows)
+            if (rows > 0) std::printf("  %s: %lld\n", name.c_str(), rows);
+    }
+};
 
 }  // namespace
 
@@ -51,7 +100,7 @@ int main(int argc, char** argv) {
     choices.MiText.assign(1, '.');  // the current folder
     choices.AppPath = ProgramFolder();
     choices.XSDPath = choices.AppPath + "XSDSchemes";
-    bool quiet = false;
+    bool quiet = false, verbose = false;
     std::string input;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
@@ -101,6 +150,11 @@ int main(int argc, char** argv) {
             choices.XSDPath = next();
         } else if (a == "-q" || a == "--quiet") {
             quiet = true;
+        } else if (a == "-v" || a == "--verbose") {
+            verbose = true;
+        } else if (a == "--version") {
+            std::printf("tmimport (Террамир Мини, импорт XML) %s, дата выпуска %s\n", kVersion, ReleaseDateText().c_str());
+            return 0;
         } else if (!a.empty() && a[0] == '-') {
             std::fprintf(stderr, "tmimport: unknown option %s\n%s", a.c_str(), kUsage);
             return 2;
@@ -123,22 +177,37 @@ int main(int argc, char** argv) {
         return 2;
     }
     HostMode() = 3;
+    Bitness() = sizeof(void*) == 4 ? 32 : 64;
+    TellMissingDictionaries(choices, verbose);
     TcsProgress progress;
     if (!quiet) UseTerminalProgress();
+    const auto started = std::chrono::steady_clock::now();
+    Summary summary;
+    int failed = 0;
+    // The console's own messages are not this program's: each file is told from its result.
+    auto report = [&](TImportMessageLevel aLevel, const std::string& aText) {
+        if (aLevel == TImportMessageLevel::Warning) std::fprintf(stderr, "tmimport: %s\n", aText.c_str());
+    };
+    auto fileDone = [&](const TImportFileResult& aResult) {
+        summary.Add(aResult);
+        const std::string reason = FailureReason(aResult);
+        if (reason.empty()) return;
+        ++failed;
+        std::fprintf(stderr, "tmimport: %s: %s\n", aResult.fFile.c_str(), reason.c_str());
+    };
+    int status = 0;
     try {
-        const TImportOutcome outcome = RunImport(choices, progress, [&](TImportMessageLevel aLevel, const std::string& aText) {
-            if (aLevel == TImportMessageLevel::Info) {
-                if (!quiet) std::printf("%s\n", aText.c_str());
-            } else {
-                std::fprintf(stderr, "tmimport: %s\n", aText.c_str());
-            }
-        });
+        const TImportOutcome outcome = RunImport(choices, progress, report, fileDone);
         if (outcome.fCancelled) return 3;
-        if (choices.chkPacket && !quiet)
-            std::printf("%d files, %d failed\n", outcome.fFiles, outcome.fFailed);
-        return outcome.fFailed > 0 ? 1 : 0;
+        status = failed > 0 ? 1 : 0;
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "tmimport: %s: %s\n", input.c_str(), e.what());
-        return 1;
+        // A file's own failure was told when it ended; anything else is told here.
+        if (failed == 0) std::fprintf(stderr, "tmimport: %s: %s\n", input.c_str(), e.what());
+        status = 1;
     }
+    if (!quiet) {
+        if (status == 0 && !choices.chkPacket) std::printf("Импорт успешно завершен.\n");
+        summary.Print(std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
+    }
+    return status;
 }

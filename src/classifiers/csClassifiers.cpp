@@ -125,18 +125,38 @@ void TClassList::Add(std::string_view aName, const std::string& aFile, bool aMsg
     if (aMsg && OnMessage) OnMessage("Не найден классификатор \"" + aFile + "\".");
 }
 
+void TClassList::Roots(std::string& aPlan, std::string& aExtract) const {
+    if (Upper(XSDPath).find("/MP") != std::string::npos) {
+        aPlan = XSDPath + "/../XSD/KPT";
+        aExtract = XSDPath + "/../XSD/KVZU";
+    } else if (FileExists(XSDPath + "tmFull.MBX") || FileExists(XSDPath + "tmMiniMain.MBX")) {
+        aPlan = aExtract = XSDPath + "XSDSchemes";
+    } else {
+        aPlan = aExtract = XSDPath;
+    }
+}
+
 void TClassList::Execute() {
     fList.clear();
     std::string plan, extract;
-    if (Upper(XSDPath).find("/MP") != std::string::npos) {
-        plan = XSDPath + "/../XSD/KPT";
-        extract = XSDPath + "/../XSD/KVZU";
-    } else if (FileExists(XSDPath + "tmFull.MBX") || FileExists(XSDPath + "tmMiniMain.MBX")) {
-        plan = extract = XSDPath + "XSDSchemes";
-    } else {
-        plan = extract = XSDPath;
-    }
+    Roots(plan, extract);
     for (const Row& row : kRows) Add(row.fName, (row.fPlan ? plan : extract) + row.fPath, row.fMsg);
+}
+
+std::vector<std::string> TClassList::ReportedFiles() const {
+    std::string plan, extract;
+    Roots(plan, extract);
+    std::vector<std::string> files;
+    for (const Row& row : kRows)
+        if (row.fMsg) files.push_back((row.fPlan ? plan : extract) + row.fPath);
+    return files;
+}
+
+std::vector<std::string> TClassList::MissingFiles() const {
+    std::vector<std::string> missing;
+    for (std::string& f : ReportedFiles())
+        if (!FileExists(f)) missing.push_back(std::move(f));
+    return missing;
 }
 
 std::string TClassList::GetKlassString(std::string_view aName, std::string_view aValue) const {

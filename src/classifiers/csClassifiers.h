@@ -41,12 +41,18 @@ public:
     [[nodiscard]] std::string GetKlassString(std::string_view aName, std::string_view aValue) const;
     [[nodiscard]] int Count() const noexcept { return static_cast<int>(fList.size()); }
     void Clear() { fList.clear(); }
+    // The files of the dictionaries that are reported when missing, and those of them that
+    // are not there, at the roots derived from XSDPath.
+    [[nodiscard]] std::vector<std::string> ReportedFiles() const;
+    [[nodiscard]] std::vector<std::string> MissingFiles() const;
 
     std::string XSDPath;
     // Where the messages go: "Не найден классификатор "<file>"."
     std::function<void(const std::string&)> OnMessage;
 
 private:
+    // The roots of the plan and the parcel extract schemas.
+    void Roots(std::string& aPlan, std::string& aExtract) const;
     std::vector<std::unique_ptr<TRRClass>> fList;
 };
 

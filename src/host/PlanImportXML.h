@@ -30,8 +30,25 @@ struct TImportChoices {
     double fXmin = 0, fYmin = 0, fXmax = 10000000, fYmax = 10000000;
 };
 
-enum class TImportMessageLevel { Info, Warning, Error };
+// Notice: a missing classifier dictionary; every job of a run tells each one.
+enum class TImportMessageLevel { Info, Warning, Error, Notice };
 using TImportReporter = std::function<void(TImportMessageLevel, const std::string&)>;
+
+// What became of one file of a run.
+struct TImportFileResult {
+    std::string fFile;
+    bool fOk = false;         // processed, and every table was completed on disk
+    int32_t fImpError = 0;    // the job's code
+    std::string fError;       // the job's text for its code
+    std::string fFailure;     // the text of an error that ended the file
+    std::string fParseError;  // the XML layer's reason, when the file did not load
+    int fParseLine = 0, fParseColumn = 0;
+    std::string fRoot;        // the root element's name; empty without one
+    int32_t fDocumentCode = 0;  // the code of a classic eDocument
+    bool fRecognised = false; // a kind of document the readers take
+    std::vector<std::pair<std::string, int>> fTables;  // each table written, with its rows
+};
+using TImportFileObserver = std::function<void(const TImportFileResult&)>;
 
 struct TImportOutcome {
     int fFiles = 0;
@@ -42,8 +59,14 @@ struct TImportOutcome {
 
 // The run of the OK button. Raises with "Ошибка при создании папки %s.\n\n%s" when the output
 // folder cannot be made. In a batch, a file that fails is reported in one line and the run
-// goes on.
-TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport);
+// goes on. aFileDone, when given, hears of every file as it ends, failed or not.
+TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
+                         const TImportFileObserver& aFileDone = {});
+
+// Why a file failed, in words a person can act on: the file is missing, a folder, unreadable,
+// empty, not XML (with the XML layer's reason, line and column), has no root, or is of no
+// kind the readers take (naming its root). Empty when nothing went wrong.
+std::string FailureReason(const TImportFileResult& aResult);
 
 class TcsIniFile;
 
@@ -54,6 +77,8 @@ void SaveChoices(TcsIniFile& aIni, const TImportChoices& aChoices);
 
 inline constexpr const char* kVersion = "2.0 (сборка 22)";
 inline constexpr int kReleaseDate = 20250708;
+// The release date as the about box shows it: "2025.07.08".
+std::string ReleaseDateText();
 // "Террамир Мини\n\nВерсия: ...\nДата выпуска: 2025.07.08\n\n" and the last line.
 std::string AboutText(std::string_view aLastLine);
 

@@ -1,10 +1,12 @@
 #include <dirent.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <set>
 #include <string>
 
 #include "PlanImportXML.h"
@@ -97,7 +99,35 @@ std::vector<std::string> FindFiles(const std::string& aFolder, std::string_view 
     return files;
 }
 
-TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport) {
+std::string FailureReason(const TImportFileResult& r) {
+    std::error_code ec;
+    const std::filesystem::path path(r.fFile);
+    if (r.fImpError == kImpErrorNoFile) {
+        if (std::filesystem::is_directory(path, ec)) return "is a folder, not a file";
+        return "no such file";
+    }
+    if (!r.fFailure.empty()) {
+        if (std::filesystem::is_regular_file(path, ec) && ::access(r.fFile.c_str(), R_OK) != 0)
+            return std::string("cannot be read: ") + std::strerror(errno);
+        return r.fFailure;
+    }
+    if (r.fImpError == kImpErrorNoRoot) {
+        if (std::filesystem::is_regular_file(path, ec) && std::filesystem::file_size(path, ec) == 0 && !ec) return "the file is empty";
+        if (!r.fParseError.empty())
+            return "not XML: " + r.fParseError + " (line " + std::to_string(r.fParseLine) + ", column " +
+                   std::to_string(r.fParseColumn) + ")";
+        return "no root element";
+    }
+    if (r.fImpError == kImpErrorForbiddenDocument)
+        return "no reader takes this kind of document (root <" + r.fRoot + ">, document code " + std::to_string(r.fDocumentCode) +
+               "); its tables are empty";
+    if (!r.fRecognised) return "no reader takes this kind of document (root <" + r.fRoot + ">); its tables are empty";
+    if (!r.fOk) return "not completed";
+    return {};
+}
+
+TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
+                         const TImportFileObserver& aFileDone) {
     TImportOutcome outcome;
     const std::string output = Trim(aChoices.MiText);
     std::error_code ec;
@@ -114,8 +144,6 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
     aProgress.Open({}, {}, "Импорт XML", "Импорт из XML Росреестра", 0);
     aProgress.AbortOnCancel = false;
     const int n = static_cast<int>(files.size());
-    // Every job of a batch loads the classifiers again; a missing one is told once per run.
-    std::set<std::string> told;
     for (int i = 0; i < n; ++i) {
         const std::string& file = files[static_cast<size_t>(i)];
         aProgress.SetText("Импорт (" + std::to_string(i + 1) + " из " + std::to_string(n) + "): " + FileNameOf(file));
@@ -148,25 +176,48 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         job.csXmax = aChoices.fXmax;
         job.csYmax = aChoices.fYmax;
         job.fPoints = aChoices.cmbPoints;
-        job.OnMessage = [&aReport, &told](const std::string& aText) {
-            if (told.insert(aText).second) aReport(TImportMessageLevel::Warning, aText);
-        };
+        // Every job loads the classifiers again and tells each one that is missing.
+        job.OnMessage = [&aReport](const std::string& aText) { aReport(TImportMessageLevel::Notice, aText); };
         if (aChoices.cmbPoints == 2)
             for (const std::string& line : aChoices.txtCn)
                 if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));
+        TImportFileResult result;
+        result.fFile = file;
+        // What the job leaves of the file, taken before its tables are closed.
+        auto observe = [&](bool aOk) {
+            result.fOk = aOk;
+            result.fImpError = job.fImpError;
+            result.fError = job.GetError();
+            if (job.fLoadError) {
+                result.fParseError = job.fLoadError->Reason;
+                result.fParseLine = job.fLoadError->Line;
+                result.fParseColumn = job.fLoadError->LinePos;
+            }
+            result.fRoot = job.rootnm;
+            result.fDocumentCode = job.fCode_Type;
+            result.fRecognised = job.KnownDocumentKind();
+            result.fTables.clear();
+            for (const auto& table : job.Tables()) result.fTables.emplace_back(table->Name_, table->Rows());
+        };
         bool ok = false;
         try {
             ok = job.Execute();
+            observe(ok);
             // Closing the tables completes the files; a failure to write them is this file's.
             job.Clear();
         } catch (const EAbort&) {
             break;
         } catch (const std::exception& e) {
             ++outcome.fFailed;
+            observe(false);
+            result.fOk = false;
+            result.fFailure = e.what();
+            if (aFileDone) aFileDone(result);
             if (!aChoices.chkPacket) throw;
             aReport(TImportMessageLevel::Error, file + ": " + e.what());
             continue;
         }
+        if (aFileDone) aFileDone(result);
         if (!ok) {
             if (!aChoices.chkPacket) {
                 aReport(TImportMessageLevel::Error, "Импорт завершен с ошибками (" + job.GetError() + ").");

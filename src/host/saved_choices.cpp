@@ -65,10 +65,14 @@ void SaveChoices(TcsIniFile& aIni, const TImportChoices& aChoices) {
     for (size_t i = 0; i < aChoices.txtCn.size(); ++i) aIni.WriteString(kSection, "txtCnItem" + std::to_string(i), aChoices.txtCn[i]);
 }
 
-std::string AboutText(std::string_view aLastLine) {
+std::string ReleaseDateText() {
     const std::string date = std::to_string(kReleaseDate);
-    return "Террамир Мини\n\nВерсия: " + std::string(kVersion) + "\nДата выпуска: " + date.substr(0, 4) + "." + date.substr(4, 2) +
-           "." + date.substr(6, 2) + "\n\n" + std::string(aLastLine);
+    return date.substr(0, 4) + "." + date.substr(4, 2) + "." + date.substr(6, 2);
+}
+
+std::string AboutText(std::string_view aLastLine) {
+    return "Террамир Мини\n\nВерсия: " + std::string(kVersion) + "\nДата выпуска: " + ReleaseDateText() + "\n\n" +
+           std::string(aLastLine);
 }
 
 }  // namespace tmi

@@ -38,11 +38,16 @@ struct PyRef {
 // A Python exception is already set.
 struct PythonError {};
 
-// The folder of this module, with its trailing "/".
+// The folder of this module, with its trailing "/": the application folder, where the data
+// folders stand. Python may load the module through a link in its own folder.
 std::string ModuleFolder() {
     Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&ModuleFolder), &info) && info.dli_fname)
-        return IncludeTrailingDelimiter(std::filesystem::path(info.dli_fname).parent_path().string());
+    if (dladdr(reinterpret_cast<void*>(&ModuleFolder), &info) && info.dli_fname) {
+        std::error_code ec;
+        std::filesystem::path file = std::filesystem::canonical(info.dli_fname, ec);
+        if (ec) file = info.dli_fname;
+        return IncludeTrailingDelimiter(file.parent_path().string());
+    }
     return "./";
 }
 

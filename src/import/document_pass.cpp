@@ -74,6 +74,10 @@ void TlibImportXML::RecogniseDocument(xml::PXMLNode aRoot) {
     rootnm = std::string(local);
 }
 
+bool TlibImportXML::KnownDocumentKind() const {
+    return XMLeDoc.SchemaType != 0 || XMLeDoc.DocStyle == 0 || Is(rootnm, "KPT") || Is(rootnm, "KVZU") || Is(rootnm, "KPZU");
+}
+
 void TlibImportXML::WidenExtremes(double& aMin, double& aMax) {
     // The minimum is widened and stored first; the maximum then widens by the stored
     // minimum, so the result is not symmetric. The products are taken in extended precision.

@@ -121,7 +121,7 @@ bool TlibImportXML::Execute() {
             FProgress->SetMax(static_cast<int64_t>(ec ? 0 : size));
             FNTDoc->OnProgress = [this](xml::TXMLDocument&, int, int64_t, int64_t aPosition) { ShowProgressOxml(aPosition); };
         }
-        (void)FNTDoc->LoadFromFile(fXMLName);
+        if (!FNTDoc->LoadFromFile(fXMLName)) fLoadError = FNTDoc->ParseError();
         if (Cancelled()) {
             finish();
             return result;

@@ -267,6 +267,9 @@ public:
     static void WidenExtremes(double& aMin, double& aMax);
     // Tells the kind of document by the root: XMLeDoc, rootnm.
     void RecogniseDocument(xml::PXMLNode aRoot);
+    // After Execute: the root was one the readers take (a classic document with its code,
+    // a classic plan or parcel extract, or a root of the new family).
+    [[nodiscard]] bool KnownDocumentKind() const;
 
     // --- classic family
     int32_t ReadEDocument(xml::PXMLNode aNode);
@@ -368,6 +371,8 @@ public:
     bool DoAll = false;
     bool RewriteXML = false;
     std::unique_ptr<xml::TXMLDocument> FNTDoc;
+    // What the XML layer said of the file when it did not load; kept after the document is freed.
+    xml::IOTextParseError fLoadError;
     xml::PXMLNode FNTCurrentNode = nullptr;
     int32_t nPoints = 0;
     // Turning points arrive by the million: the deque grows in blocks and never moves (or

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "PlanImportXML.h"
 
@@ -40,7 +41,8 @@ struct Messages {
     int fClassifierNotices = 0;
     TImportReporter Reporter() {
         return [this](TImportMessageLevel aLevel, const std::string& aText) {
-            if (aText.rfind("Не найден классификатор", 0) == 0) {
+            if (aLevel == TImportMessageLevel::Notice) {
+                EXPECT_EQ(aText.rfind("Не найден классификатор \"", 0), 0u) << aText;
                 ++fClassifierNotices;
                 return;
             }
@@ -107,7 +109,7 @@ TEST(ConsoleRun, BatchGoesOnPastFailingFiles) {
     EXPECT_EQ(outcome.fFailed, 2);
     ASSERT_EQ(m.fLines.size(), 2u);
     EXPECT_NE(m.fLines[0].find("E:"), std::string::npos);
-    EXPECT_EQ(m.fClassifierNotices, 15);  // every job loads the dictionaries; each gap is told once
+    EXPECT_EQ(m.fClassifierNotices, 4 * 15);  // every job loads the dictionaries and tells each gap
     EXPECT_EQ(Mifs(f.fPath / "out"), 13);  // every file writes the same thirteen names
 }
 
@@ -186,4 +188,123 @@ TEST(CommandLine, PointsOfListedNumbersOnly) {
     std::string first;
     std::getline(points, first);
     EXPECT_NE(first.find("\"1:1:1:2\""), std::string::npos) << first;
+}
+
+namespace {
+
+// A run of the command line: its exit status, what it printed, and its lines on stderr less
+// the one about missing dictionaries.
+struct Cli {
+    int fStatus = 0;
+    std::string fOut;
+    std::vector<std::string> fErr;
+    std::string fDictionaries;
+};
+
+Cli RunCli(const Folder& aFolder, const std::string& aArgs) {
+    const fs::path out = aFolder.fPath / "cli.out", err = aFolder.fPath / "cli.err";
+    Cli r;
+    r.fStatus = WEXITSTATUS(std::system((std::string(TM_TMIMPORT) + " " + aArgs + " >'" + out.string() + "' 2>'" + err.string() + "'").c_str()));
+    std::ifstream o(out);
+    r.fOut.assign(std::istreambuf_iterator<char>(o), std::istreambuf_iterator<char>());
+    std::ifstream e(err);
+    for (std::string line; std::getline(e, line);) {
+        if (line.find("classifier dictionaries not found") != std::string::npos)
+            r.fDictionaries = line;
+        else
+            r.fErr.push_back(line);
+    }
+    return r;
+}
+
+std::string Q(const std::string& aPath) { return "'" + aPath + "'"; }
+
+}  // namespace
+
+// Each way a file can fail gives one line that names the file and says why, and no success.
+TEST(CommandLine, EachFailureIsToldByItsReason) {
+    Folder f("reasons");
+    const std::string out = Q((f.fPath / "out").string());
+    const struct {
+        std::string fFile;
+        std::string fReason;
+    } cases[] = {
+        {(f.fPath / "gone.xml").string(), "no such file"},
+        {f.Write("empty.xml", ""), "the file is empty"},
+        {f.Write("broken.xml", "<a>\n  <b></a>"), "not XML: Trying to close wrong element. Close=\"a\", open element=\"b\". (line 2, column 6)"},
+        {f.Write("binary.xml", std::string("\x01\x02\x00\x7f", 4)), "not XML: "},
+        {f.Write("decl.xml", "<?xml version=\"1.0\"?>"), "no root element"},
+        {f.Write("other.xml", "<invoice><total>5</total></invoice>"), "no reader takes this kind of document (root <invoice>); its tables are empty"},
+        {f.Write("kvoks.xml", "<KVOKS><eDocument CodeType=\"215\"/></KVOKS>"),
+         "no reader takes this kind of document (root <KVOKS>, document code 215); its tables are empty"},
+    };
+    for (const auto& c : cases) {
+        const Cli r = RunCli(f, Q(c.fFile) + " -o " + out);
+        EXPECT_EQ(r.fStatus, 1) << c.fFile;
+        ASSERT_EQ(r.fErr.size(), 1u) << c.fFile;
+        EXPECT_EQ(r.fErr[0].rfind("tmimport: " + c.fFile + ": " + c.fReason, 0), 0u) << r.fErr[0];
+        EXPECT_EQ(r.fOut.find("Импорт успешно завершен."), std::string::npos) << c.fFile;
+    }
+    if (::geteuid() != 0) {  // the super-user reads whatever the permissions say
+        const std::string locked = f.Write("locked.xml", "<KPT/>");
+        fs::permissions(locked, fs::perms::none);
+        const Cli r = RunCli(f, Q(locked) + " -o " + out);
+        EXPECT_EQ(r.fStatus, 1);
+        ASSERT_EQ(r.fErr.size(), 1u);
+        EXPECT_EQ(r.fErr[0], "tmimport: " + locked + ": cannot be read: Permission denied");
+    }
+    // In a batch the run goes on: one line a failed file, the summary counts them all.
+    f.Write("batch/a.xml", "<KPT/>");
+    f.Write("batch/b.xml", "");
+    const Cli batch = RunCli(f, "--batch " + Q((f.fPath / "batch").string()) + " -o " + out);
+    EXPECT_EQ(batch.fStatus, 1);
+    ASSERT_EQ(batch.fErr.size(), 1u);
+    EXPECT_NE(batch.fErr[0].find("b.xml: the file is empty"), std::string::npos);
+    EXPECT_EQ(batch.fOut.rfind("2 files, 13 tables written, 0 rows of \"Участки\", ", 0), 0u) << batch.fOut;
+}
+
+// Missing dictionaries are one line a run, however many files; --verbose names them.
+TEST(CommandLine, MissingDictionariesAreOneLine) {
+    Folder f("dictionaries");
+    fs::create_directories(f.fPath / "empty");
+    for (int i = 0; i < 3; ++i) f.Write("in/" + std::to_string(i) + ".xml", "<KPT/>");
+    const std::string args = "--batch " + Q((f.fPath / "in").string()) + " -o " + Q((f.fPath / "out").string());
+    const Cli none = RunCli(f, args + " --xsd " + Q((f.fPath / "empty").string()));
+    EXPECT_EQ(none.fStatus, 0);
+    EXPECT_EQ(none.fDictionaries, "tmimport: 15 of 15 classifier dictionaries not found in " + (f.fPath / "empty").string() +
+                                      "; their codes stay codes (--verbose names them)");
+    EXPECT_TRUE(none.fErr.empty()) << none.fErr[0];
+    const Cli verbose = RunCli(f, args + " -v --xsd " + Q((f.fPath / "empty").string()));
+    ASSERT_EQ(verbose.fErr.size(), 15u);
+    EXPECT_EQ(verbose.fErr[0], "tmimport:   " + (f.fPath / "empty").string() + "/KPT_v09/SchemaCommon/dRealty_v02.xsd");
+    // The dictionaries beside the program: only those no package publishes are missing, and
+    // no notice of the console's kind is printed.
+    const Cli shipped = RunCli(f, args);
+    EXPECT_NE(shipped.fDictionaries.find("4 of 15 classifier dictionaries not found in "), std::string::npos) << shipped.fDictionaries;
+    EXPECT_TRUE(shipped.fErr.empty());
+    EXPECT_EQ(shipped.fOut.find("Не найден классификатор"), std::string::npos);
+}
+
+TEST(CommandLine, VersionAndSummary) {
+    Folder f("summary");
+    const Cli version = RunCli(f, "--version");
+    EXPECT_EQ(version.fStatus, 0);
+    EXPECT_EQ(version.fOut, "tmimport (Террамир Мини, импорт XML) 2.0 (сборка 22), дата выпуска 2025.07.08\n");
+    const Cli run = RunCli(f, Q(std::string(TM_SAMPLE)) + " -o " + Q((f.fPath / "out").string()));
+    EXPECT_EQ(run.fStatus, 0);
+    std::istringstream lines(run.fOut);
+    std::vector<std::string> out;
+    for (std::string line; std::getline(lines, line);) out.push_back(line);
+    ASSERT_EQ(out.size(), 5u) << run.fOut;
+    EXPECT_EQ(out[0], "Импорт успешно завершен.");
+    EXPECT_EQ(out[1].rfind("1 file, 13 tables written, 2 rows of \"Участки\", ", 0), 0u) << out[1];
+    EXPECT_EQ(out[1].substr(out[1].size() - 2), " s");
+    EXPECT_EQ((std::vector<std::string>(out.begin() + 2, out.end())),
+              (std::vector<std::string>{"  Участки: 2", "  Квартал: 1", "  Паспорт: 1"}));
+    // The dictionaries beside the program turn codes into words.
+    std::ifstream mid(f.fPath / "out" / "Участки.mid", std::ios::binary);
+    const std::string rows((std::istreambuf_iterator<char>(mid)), std::istreambuf_iterator<char>());
+    EXPECT_NE(rows.find("\"\xc7\xe5\xec\xeb\xe8"), std::string::npos);  // "Земли..." in Windows-1251
+    const Cli quiet = RunCli(f, Q(std::string(TM_SAMPLE)) + " -o " + Q((f.fPath / "out").string()) + " -q");
+    EXPECT_EQ(quiet.fOut, "");
 }
