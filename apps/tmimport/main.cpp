@@ -191,7 +191,11 @@ int main(int argc, char** argv) {
     auto fileDone = [&](const TImportFileResult& aResult) {
         summary.Add(aResult);
         const std::string reason = FailureReason(aResult);
-        if (reason.empty()) return;
+        if (reason.empty()) {
+            const std::string partial = PartialReason(aResult);
+            if (!partial.empty()) std::fprintf(stderr, "tmimport: %s: %s\n", aResult.fFile.c_str(), partial.c_str());
+            return;
+        }
         ++failed;
         std::fprintf(stderr, "tmimport: %s: %s\n", aResult.fFile.c_str(), reason.c_str());
     };

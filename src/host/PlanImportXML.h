@@ -67,6 +67,9 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
 // empty, not XML (with the XML layer's reason, line and column), has no root, or is of no
 // kind the readers take (naming its root). Empty when nothing went wrong.
 std::string FailureReason(const TImportFileResult& aResult);
+// Why a file that did not fail was read only in part; empty when it was read whole. A classic
+// document whose code is not a plan's stops being read at its eDocument.
+std::string PartialReason(const TImportFileResult& aResult);
 
 class TcsIniFile;
 

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <algorithm>
 #include <filesystem>
 #include <string>
 
@@ -99,6 +100,19 @@ std::vector<std::string> FindFiles(const std::string& aFolder, std::string_view 
     return files;
 }
 
+namespace {
+// Rows in a table other than the passport, which every document gets.
+bool ReadSomething(const TImportFileResult& r) {
+    return std::any_of(r.fTables.begin(), r.fTables.end(), [](const auto& t) { return t.second > 0 && t.first != "Паспорт"; });
+}
+}  // namespace
+
+std::string PartialReason(const TImportFileResult& r) {
+    if (r.fImpError != kImpErrorForbiddenDocument || !ReadSomething(r)) return {};
+    return "reading stopped at its eDocument, whose code " + std::to_string(r.fDocumentCode) +
+           " is not one of a plan of territory (14, 101, 114); the tables hold what stood before it";
+}
+
 std::string FailureReason(const TImportFileResult& r) {
     std::error_code ec;
     const std::filesystem::path path(r.fFile);
@@ -118,7 +132,7 @@ std::string FailureReason(const TImportFileResult& r) {
                    std::to_string(r.fParseColumn) + ")";
         return "no root element";
     }
-    if (r.fImpError == kImpErrorForbiddenDocument)
+    if (r.fImpError == kImpErrorForbiddenDocument && !ReadSomething(r))
         return "no reader takes this kind of document (root <" + r.fRoot + ">, document code " + std::to_string(r.fDocumentCode) +
                "); its tables are empty";
     if (!r.fRecognised) return "no reader takes this kind of document (root <" + r.fRoot + ">); its tables are empty";

@@ -245,6 +245,13 @@ TEST(CommandLine, EachFailureIsToldByItsReason) {
         EXPECT_EQ(r.fErr[0].rfind("tmimport: " + c.fFile + ": " + c.fReason, 0), 0u) << r.fErr[0];
         EXPECT_EQ(r.fOut.find("Импорт успешно завершен."), std::string::npos) << c.fFile;
     }
+    // A classic document whose code is not a plan's is read up to its eDocument: told, not failed.
+    const Cli partial = RunCli(f, Q(f.Write("kvzu.xml", "<KVZU><Parcels><Parcel CadastralNumber=\"1:1:1:1\"/></Parcels>"
+                                                       "<eDocument CodeType=\"112\"/></KVZU>")) + " -o " + out);
+    EXPECT_EQ(partial.fStatus, 0);
+    ASSERT_EQ(partial.fErr.size(), 1u);
+    EXPECT_NE(partial.fErr[0].find("kvzu.xml: reading stopped at its eDocument, whose code 112 is not one of a plan of territory"),
+              std::string::npos) << partial.fErr[0];
     if (::geteuid() != 0) {  // the super-user reads whatever the permissions say
         const std::string locked = f.Write("locked.xml", "<KPT/>");
         fs::permissions(locked, fs::perms::none);
