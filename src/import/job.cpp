@@ -107,7 +107,7 @@ bool TlibImportXML::Execute() {
     };
     try {
         DoAbort = false;
-        FNTDoc = std::make_unique<xml::TXMLDocument>();
+        FNTDoc = xml::CreateXMLDoc();
         std::error_code ec;
         // A folder of that name is no file.
         if (!std::filesystem::exists(fXMLName, ec) || std::filesystem::is_directory(fXMLName, ec)) {

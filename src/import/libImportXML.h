@@ -370,7 +370,7 @@ public:
     bool DoAbort = false;
     bool DoAll = false;
     bool RewriteXML = false;
-    std::unique_ptr<xml::TXMLDocument> FNTDoc;
+    xml::IXMLDocument FNTDoc;
     // What the XML layer said of the file when it did not load; kept after the document is freed.
     xml::IOTextParseError fLoadError;
     xml::PXMLNode FNTCurrentNode = nullptr;

@@ -97,7 +97,11 @@ struct TXMLNode {
     [[nodiscard]] std::string_view NodeName() const noexcept;
     [[nodiscard]] std::string_view LocalName() const noexcept;
     [[nodiscard]] std::string_view NameSpacePrefix() const noexcept;
+    // The namespace of the node's name: its prefix resolved upward; an attribute without a
+    // prefix is in no namespace.
     [[nodiscard]] std::string NameSpaceURI() const;
+    // The URI a prefix ("" for the default namespace) is bound to in the scope of this element.
+    [[nodiscard]] std::string ResolvePrefix(std::string_view aPrefix) const;
     // The value; for a declaration its attributes as text.
     [[nodiscard]] std::string_view NodeValue() const;
     // Document and element: the text of all descendants in order; text, entity and CDATA
@@ -107,6 +111,8 @@ struct TXMLNode {
     [[nodiscard]] std::string_view GetAttribute(std::string_view aName) const;
     [[nodiscard]] std::string_view GetAttributeDef(std::string_view aName, std::string_view aDefault) const;
     [[nodiscard]] bool HasAttribute(std::string_view aName) const;
+    // With the document's UseReadNameSpaceURI other than nsNo, FindAttribute and FindChild take
+    // aName as a local name in the document's read namespace (see TXMLDocument).
     bool FindAttribute(std::string_view aName, PXMLNode& aAttribute) const;
     bool FindAttribute(std::string_view aName, std::string& aValue) const;
     [[nodiscard]] PXMLNode GetAttributeNode(std::string_view aName) const;
@@ -146,8 +152,15 @@ struct TXMLNode {
     bool SelectNodes(std::string_view aPath, IXMLNodeListPtr& aList, int aMaxCount = 0) const;
     [[nodiscard]] IXMLNodeListPtr SelectNodes(std::string_view aPath, int aMaxCount = 0) const;
     // Selection where names of the path are local names in the namespace aNameSpaceURI.
+    // nsFull: a name matches a node of that local name whose prefix is bound to the URI in
+    // the node's own scope (any prefix, or the default namespace). nsFast: the prefix bound to
+    // the URI nearest the context (the default namespace included) is put before each name,
+    // and names compare as written; a URI bound nowhere there matches nothing.
     bool SelectNodesNS(std::string_view aNameSpaceURI, std::string_view aPath, IXMLNodeListPtr& aList,
                        int aMaxCount = 0, TXMLNameSpaceHandling aHandling = nsFull) const;
+    // The prefix form: each name of the path is taken as aPrefix:name, as written in the file.
+    bool SelectNodesNSPrefix(std::string_view aPrefix, std::string_view aPath, IXMLNodeListPtr& aList,
+                             int aMaxCount = 0) const;
     // Walks the path by "/" and creates the elements (and a last "@attribute") that are missing.
     PXMLNode SelectNodeCreate(std::string_view aPath);
     bool GetElementsByTagName(std::string_view aName, IXMLNodeListPtr& aList) const;
@@ -167,6 +180,12 @@ struct TXMLNode {
     void DeleteChildren();
     // Unlinks the node and frees it with its subtree.
     void DeleteSelf();
+
+private:
+    // The lookup by the qualified name as written, whatever the document's namespace mode.
+    bool FindAttributePlain(std::string_view aName, PXMLNode& aAttribute) const;
+    // The first of the chain from aFirst whose name is aLocalName in the read namespace.
+    [[nodiscard]] PXMLNode FindInReadNameSpace(PXMLNode aFirst, std::string_view aLocalName) const;
 };
 
 static_assert(sizeof(TXMLNode) == 40, "a node record is 40 bytes");
@@ -286,6 +305,10 @@ public:
 
     // First element child of the document node, nil when none.
     [[nodiscard]] PXMLNode DocumentElement() const noexcept;
+    // Each of the two nodes takes the other's place, in whatever chains of this document they
+    // stand. Raises "You can't exchange nodes from different XML documents." for a node of
+    // another document, and for a node and its own ancestor, or a child and an attribute.
+    void ExchangeNodes(PXMLNode aNode1, PXMLNode aNode2);
     [[nodiscard]] PXMLNode Node() const noexcept { return fBlankDocumentNode; }
     void Clear();
 
@@ -302,6 +325,15 @@ public:
 
     TXMLProgressEvent OnProgress;
     TXMLWhiteSpaceHandling WhiteSpaceHandling = wsPreserveInTextOnly;
+    // The namespace FindChild and FindAttribute read names in. nsNo (the default): names are
+    // qualified names as written. nsFast: ReadNameSpacePrefix:name, as written. nsFull: the
+    // local name in ReadNameSpaceURI, under whatever prefix binds it; with FastNameSpaces each
+    // prefix is resolved once per lookup in the scope of the searched node, so declarations on
+    // the candidates themselves are not seen, otherwise in each candidate's own scope.
+    std::string ReadNameSpaceURI;
+    std::string ReadNameSpacePrefix;
+    bool FastNameSpaces = true;
+    TXMLNameSpaceHandling UseReadNameSpaceURI = nsNo;
     [[nodiscard]] TXMLReaderSettings& ReaderSettings() noexcept { return fReaderSettings; }
     [[nodiscard]] const IOTextParseError& ParseError() const noexcept { return fParseError; }
     [[nodiscard]] const std::string& URL() const noexcept { return fURL; }
@@ -347,6 +379,13 @@ private:
     TXMLReaderSettings fReaderSettings;
     IOTextParseError fParseError;
 };
+
+// The document as its holders share it: the import job and the selections of a conversion
+// hold it by reference count, and it goes with the last of them.
+using IXMLDocument = std::shared_ptr<TXMLDocument>;
+[[nodiscard]] inline IXMLDocument CreateXMLDoc(std::string_view aRootNodeName = {}, bool aAddUTF8Declaration = false) {
+    return std::make_shared<TXMLDocument>(aRootNodeName, aAddUTF8Declaration);
+}
 
 // The one shared unit of trimming: white space is the four characters 9, 10, 13 and 32.
 [[nodiscard]] inline bool IsXMLWhiteSpace(char c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }

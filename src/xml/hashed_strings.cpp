@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "utf8.h"
 #include "xml_errors.h"
@@ -126,7 +127,6 @@ int32_t TOHashedStrings::IndexOf(std::string_view aText) {
 }
 
 int32_t TOHashedStrings::Add(std::string_view aText) {
-    if (fHasDeleted && fDeleting == 0) Compact();
     const uint32_t h = Hash(aText);
     uint32_t s = Slot(h);
     for (;;) {
@@ -180,8 +180,8 @@ void TOHashedStrings::Delete(int32_t aId) {
         fDeleted.assign(fItems.size(), false);
         fHasDeleted = true;
     }
+    // Marked only: the ids shift at EndDelete, or when IndexOf needs them settled.
     fDeleted[static_cast<size_t>(aId)] = true;
-    if (fDeleting == 0) Compact();
 }
 
 void TOHashedStrings::EndDelete() {
@@ -204,6 +204,25 @@ void TOHashedStrings::Compact() {
 size_t TOHashedStrings::MemoryUsed() const noexcept {
     return fBlockBytes + fItems.capacity() * sizeof(Entry) + fBuckets.capacity() * sizeof(uint32_t);
 }
+
+namespace utf8 {
+
+uint32_t FoldCharTable(uint32_t cp) noexcept {
+    struct Run {
+        uint32_t fFirst, fLast, fStep;
+        int32_t fDelta;
+    };
+    static constexpr Run kRuns[] = {
+#include "case_folding.inc"
+    };
+    const Run* run = std::upper_bound(std::begin(kRuns), std::end(kRuns), cp, [](uint32_t c, const Run& r) { return c < r.fFirst; });
+    if (run == std::begin(kRuns)) return cp;
+    --run;
+    if (cp > run->fLast || (cp - run->fFirst) % run->fStep != 0) return cp;
+    return static_cast<uint32_t>(static_cast<int64_t>(cp) + run->fDelta);
+}
+
+}  // namespace utf8
 
 std::string FoldCase(std::string_view aText) {
     std::string out;

@@ -38,7 +38,8 @@ public:
 
     void Clear();
 
-    // Deletion: ids are marked, and the list is compacted (ids above shift down) at EndDelete.
+    // Deletion: ids are marked, and the list is compacted (ids above shift down) at EndDelete
+    // or at the next IndexOf, never at Delete itself.
     void BeginDelete();
     void Delete(int32_t aId);
     void EndDelete();
@@ -80,8 +81,8 @@ private:
     bool fHasDeleted = false;
 };
 
-// Case folding used by case-insensitive comparisons: Latin and Cyrillic letters
-// (with Ё/ё) fold to lower case; everything else stands as it is.
+// Case folding used by case-insensitive comparisons: the simple case folding of Unicode
+// (one character to one character), so Latin, Cyrillic, Greek and the rest fold alike.
 std::string FoldCase(std::string_view aText);
 bool SameTextIgnoreCase(std::string_view a, std::string_view b);
 

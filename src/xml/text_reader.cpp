@@ -38,12 +38,17 @@ Mark DetectBOM(const char* aData, size_t aSize) {
     return {0, 0};
 }
 
-// The code page that the text is read in when no mark fixed it.
-int ChooseCodePage(const char* aData, size_t aSize, int aDefaultCodePage) {
+// The code page that the text is read in when no mark fixed it. A UTF-16 text without a mark
+// shows itself by its first "<?" (the XML recommendation's rule); otherwise the declaration's
+// encoding counts when aReadDeclaration. A declaration read in single bytes that names UTF-16
+// cannot be right, and is ignored.
+int ChooseCodePage(const char* aData, size_t aSize, int aDefaultCodePage, bool aReadDeclaration) {
+    if (aSize >= 4 && std::memcmp(aData, "<\0?\0", 4) == 0) return kCodePageUTF16LE;
+    if (aSize >= 4 && std::memcmp(aData, "\0<\0?", 4) == 0) return kCodePageUTF16BE;
+    if (!aReadDeclaration) return aDefaultCodePage;
     const std::string declared = DeclaredEncoding(std::string_view(aData, aSize < 4096 ? aSize : 4096));
     if (declared.empty()) return aDefaultCodePage;
     const int cp = CodePageOfName(declared);
-    // The declaration was read as single bytes: a wide encoding it names cannot be right.
     if (cp == 0 || cp == kCodePageUTF16LE || cp == kCodePageUTF16BE) return aDefaultCodePage;
     return cp;
 }
@@ -100,7 +105,7 @@ void TOTextReader::Decode(const char* aRaw, size_t aSize, int aForcedCodePage, i
     else if (fBOMFound)
         fCodePage = mark.fCodePage;
     else
-        fCodePage = ChooseCodePage(aRaw, aSize, aDefaultCodePage);
+        fCodePage = ChooseCodePage(aRaw, aSize, aDefaultCodePage, ReadDeclaredEncoding);
     std::string decoded;
     if (!DecodeToUTF8(fCodePage, aRaw, aSize, decoded)) {
         decoded.clear();
@@ -125,6 +130,10 @@ void TOTextReader::OpenFile(const std::string& aFileName, int aForcedCodePage, i
     if (fd < 0)
         throw EOXmlException("Cannot open file \"" + aFileName + "\". " + std::strerror(errno));
     struct stat st {};
+    if (fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        close(fd);
+        throw EOXmlException("Cannot open file \"" + aFileName + "\". " + std::strerror(EISDIR));
+    }
     if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
         // Not a plain file (a pipe, a device): read it whole.
         std::string raw;
@@ -164,7 +173,7 @@ void TOTextReader::OpenFile(const std::string& aFileName, int aForcedCodePage, i
     const Mark mark = aForcedCodePage ? Mark{0, 0} : DetectBOM(raw, size);
     int cp = aForcedCodePage ? aForcedCodePage
                              : (mark.fCodePage ? mark.fCodePage
-                                               : ChooseCodePage(raw, size, aDefaultCodePage));
+                                               : ChooseCodePage(raw, size, aDefaultCodePage, ReadDeclaredEncoding));
     if (cp != kCodePageUTF8) {
         // Other encodings are decoded into memory once; the mapping goes.
         try {

@@ -34,6 +34,10 @@ public:
 
     void Close() noexcept;
 
+    // Whether the encoding named by a leading XML declaration is honoured (when no mark and
+    // no forced code page fixed it). The XML reader sets it from RecognizeXMLDeclaration.
+    bool ReadDeclaredEncoding = true;
+
 private:
     void Decode(const char* aRaw, size_t aSize, int aForcedCodePage, int aDefaultCodePage);
 

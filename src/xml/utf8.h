@@ -85,12 +85,17 @@ inline void Append(std::string& aOut, uint32_t cp) {
 }
 
 // Lower case for Latin, Latin-1 and Cyrillic letters.
+// Simple case folding beyond the letters handled inline.
+uint32_t FoldCharTable(uint32_t cp) noexcept;
+
+// Simple case folding of Unicode: ASCII and Cyrillic, the letters of the extracts, inline;
+// every other character through the table.
 inline uint32_t FoldChar(uint32_t cp) noexcept {
-    if (cp >= 'A' && cp <= 'Z') return cp + 32;
-    if (cp >= 0xC0 && cp <= 0xDE && cp != 0xD7) return cp + 32;
+    if (cp < 0x80) return (cp >= 'A' && cp <= 'Z') ? cp + 32 : cp;
     if (cp >= 0x410 && cp <= 0x42F) return cp + 32;
+    if (cp >= 0x430 && cp <= 0x45F) return cp;
     if (cp >= 0x400 && cp <= 0x40F) return cp + 80;
-    return cp;
+    return FoldCharTable(cp);
 }
 
 // Number of characters (code points) in a run of UTF-8 bytes; stray continuation

@@ -412,9 +412,12 @@ bool TXMLDocument::Load(TXMLReader& aReader, PXMLNode aParent) {
         fLoading = false;
         if (aReader.ParseError()) fParseError = aReader.ParseError();
         DropChildren(aParent);
+        ChainChanged(aParent, ctChild);
         throw;
     }
     fLoading = false;
+    // The records were linked directly; the target's child list learns of them here, once.
+    ChainChanged(aParent, ctChild);
     if (aReader.ParseError()) {
         fParseError = aReader.ParseError();
         DropChildren(aParent);

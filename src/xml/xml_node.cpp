@@ -3,6 +3,8 @@
 
 #include "OXmlPDOM.h"
 
+#include <unordered_map>
+
 namespace tmi::xml {
 
 namespace {
@@ -34,20 +36,27 @@ std::string_view TXMLNode::NameSpacePrefix() const noexcept {
     return colon == std::string_view::npos ? std::string_view() : name.substr(0, colon);
 }
 
+// How a node's namespace is found, decided here once: the prefix of the name is resolved by
+// walking the xmlns and xmlns:* attributes from the node's element upward; the prefixes "xml"
+// and "xmlns" are bound by the XML recommendation and need no declaration; an attribute
+// without a prefix is in no namespace (a default xmlns applies to elements only), as the
+// recommendation has it and as schema files rely on.
 std::string TXMLNode::NameSpaceURI() const {
-    TXMLDocument* doc = OwnerDocument();
     const std::string_view prefix = NameSpacePrefix();
-    if (prefix == "xml") return std::string(kXMLNameSpace);
-    if (prefix == "xmlns" || (fNodeType == ntAttribute && NodeName() == "xmlns")) return std::string(kXMLNSNameSpace);
-    // An attribute without a prefix is in no namespace.
-    if (fNodeType == ntAttribute && prefix.empty()) return {};
-    const std::string declaration = prefix.empty() ? std::string("xmlns") : "xmlns:" + std::string(prefix);
-    for (const TXMLNode* n = fNodeType == ntAttribute ? ParentNode() : this; n; n = n->ParentNode()) {
+    if (fNodeType == ntAttribute && prefix.empty()) return NodeName() == "xmlns" ? std::string(kXMLNSNameSpace) : std::string();
+    const TXMLNode* scope = fNodeType == ntAttribute ? ParentNode() : this;
+    return scope ? scope->ResolvePrefix(prefix) : std::string();
+}
+
+std::string TXMLNode::ResolvePrefix(std::string_view aPrefix) const {
+    if (aPrefix == "xml") return std::string(kXMLNameSpace);
+    if (aPrefix == "xmlns") return std::string(kXMLNSNameSpace);
+    const std::string declaration = aPrefix.empty() ? std::string("xmlns") : "xmlns:" + std::string(aPrefix);
+    for (const TXMLNode* n = this; n; n = n->ParentNode()) {
         if (n->fNodeType != ntElement) continue;
         PXMLNode attribute = nullptr;
-        if (n->FindAttribute(declaration, attribute)) return std::string(attribute->NodeValue());
+        if (n->FindAttributePlain(declaration, attribute)) return std::string(attribute->NodeValue());
     }
-    (void)doc;
     return {};
 }
 
@@ -97,7 +106,7 @@ std::string TXMLNode::Text() const {
 // ---------------------------------------------------------------------------------------------
 // Attributes and children by name
 
-bool TXMLNode::FindAttribute(std::string_view aName, PXMLNode& aAttribute) const {
+bool TXMLNode::FindAttributePlain(std::string_view aName, PXMLNode& aAttribute) const {
     aAttribute = nullptr;
     TXMLDocument* doc = OwnerDocument();
     const int32_t id = doc->IndexOfString(aName);
@@ -115,6 +124,15 @@ bool TXMLNode::FindAttribute(std::string_view aName, PXMLNode& aAttribute) const
     }
     if (passed > kIndexThreshold) doc->IndexAttributes(const_cast<PXMLNode>(this));
     return aAttribute != nullptr;
+}
+
+bool TXMLNode::FindAttribute(std::string_view aName, PXMLNode& aAttribute) const {
+    const TXMLDocument* doc = OwnerDocument();
+    if (doc->UseReadNameSpaceURI == nsNo) return FindAttributePlain(aName, aAttribute);
+    // An attribute in the read namespace first; one without a prefix, which belongs to its
+    // element and to no namespace, by its plain name after that.
+    aAttribute = FindInReadNameSpace(FirstAttribute(), aName);
+    return aAttribute != nullptr || FindAttributePlain(aName, aAttribute);
 }
 
 bool TXMLNode::FindAttribute(std::string_view aName, std::string& aValue) const {
@@ -147,6 +165,10 @@ PXMLNode TXMLNode::GetAttributeNode(std::string_view aName) const {
 
 bool TXMLNode::FindChild(std::string_view aName, PXMLNode& aChild) const {
     aChild = nullptr;
+    if (OwnerDocument()->UseReadNameSpaceURI != nsNo) {
+        aChild = FindInReadNameSpace(FirstChild(), aName);
+        return aChild != nullptr;
+    }
     const int32_t id = OwnerDocument()->IndexOfString(aName);
     if (id < 0) return false;
     for (PXMLNode c = FirstChild(); c; c = c->NextSibling())
@@ -155,6 +177,39 @@ bool TXMLNode::FindChild(std::string_view aName, PXMLNode& aChild) const {
             return true;
         }
     return false;
+}
+
+PXMLNode TXMLNode::FindInReadNameSpace(PXMLNode aFirst, std::string_view aLocalName) const {
+    const TXMLDocument* doc = OwnerDocument();
+    if (doc->UseReadNameSpaceURI == nsFast) {
+        // The prefixed name, compared by its id.
+        const std::string& prefix = doc->ReadNameSpacePrefix;
+        const int32_t id =
+            doc->IndexOfString(prefix.empty() ? std::string(aLocalName) : prefix + ":" + std::string(aLocalName));
+        if (id < 0) return nullptr;
+        for (PXMLNode c = aFirst; c; c = c->NextSibling())
+            if (c->fNodeNameId == id) return c;
+        return nullptr;
+    }
+    // Every prefix bound to the URI counts. With FastNameSpaces each prefix is resolved once,
+    // in the scope of this node; otherwise in the scope of each candidate.
+    std::unordered_map<std::string_view, bool> resolved;
+    for (PXMLNode c = aFirst; c; c = c->NextSibling()) {
+        if (c->fNodeType != ntElement && c->fNodeType != ntAttribute) continue;
+        if (c->LocalName() != aLocalName) continue;
+        if (c->fNodeType == ntAttribute && c->NameSpacePrefix().empty()) continue;  // in no namespace
+        bool in = false;
+        if (doc->FastNameSpaces) {
+            const std::string_view prefix = c->NameSpacePrefix();
+            const auto it = resolved.find(prefix);
+            in = it != resolved.end() ? it->second
+                                      : resolved.emplace(prefix, ResolvePrefix(prefix) == doc->ReadNameSpaceURI).first->second;
+        } else {
+            in = c->NameSpaceURI() == doc->ReadNameSpaceURI;
+        }
+        if (in) return c;
+    }
+    return nullptr;
 }
 
 PXMLNode TXMLNode::FindChild(std::string_view aName) const {
@@ -335,6 +390,32 @@ PXMLNode TXMLNode::RemoveChild(PXMLNode aNode) {
     if (!aNode || aNode->ParentNode() != this) return nullptr;
     OwnerDocument()->Unlink(aNode, ChainOf(aNode));
     return aNode;
+}
+
+void TXMLDocument::ExchangeNodes(PXMLNode aNode1, PXMLNode aNode2) {
+    if (!aNode1 || !aNode2 || aNode1->fOwnerDocument != fSlot || aNode2->fOwnerDocument != fSlot)
+        throw EXMLDOMException("You can't exchange nodes from different XML documents.");
+    if (aNode1 == aNode2) return;
+    if ((aNode1->fNodeType == ntAttribute) != (aNode2->fNodeType == ntAttribute))
+        throw EXMLDOMException("A child and an attribute cannot be exchanged.");
+    for (PXMLNode n = aNode1; n; n = n->ParentNode())
+        if (n == aNode2) throw EXMLDOMException("A node cannot be exchanged with its ancestor.");
+    for (PXMLNode n = aNode2; n; n = n->ParentNode())
+        if (n == aNode1) throw EXMLDOMException("A node cannot be exchanged with its ancestor.");
+    PXMLNode parent1 = aNode1->ParentNode(), parent2 = aNode2->ParentNode();
+    if (!parent1 || !parent2) throw EXMLDOMException("A node without a parent cannot be exchanged.");
+    // Neighbours trade places by one move; others go each before the other's old successor.
+    if (aNode1->NextSibling() == aNode2) {
+        parent1->InsertBefore(aNode2, aNode1);
+        return;
+    }
+    if (aNode2->NextSibling() == aNode1) {
+        parent1->InsertBefore(aNode1, aNode2);
+        return;
+    }
+    PXMLNode next1 = aNode1->NextSibling(), next2 = aNode2->NextSibling();
+    parent2->InsertBefore(aNode1, next2);
+    parent1->InsertBefore(aNode2, next1);
 }
 
 void TXMLNode::DeleteChildren() {

@@ -125,12 +125,14 @@ TXMLReader::~TXMLReader() = default;
 
 void TXMLReader::InitFile(const std::string& aFileName, int aForcedCodePage, int aDefaultCodePage) {
     URL = aFileName;
+    fText.ReadDeclaredEncoding = fSettings.RecognizeXMLDeclaration;
     fText.OpenFile(aFileName, aForcedCodePage, aDefaultCodePage);
     fPos = fText.Begin();
     fEnd = fText.End();
 }
 
 void TXMLReader::InitBuffer(const void* aData, size_t aSize, int aForcedCodePage, int aDefaultCodePage) {
+    fText.ReadDeclaredEncoding = fSettings.RecognizeXMLDeclaration;
     fText.OpenBuffer(aData, aSize, aForcedCodePage, aDefaultCodePage);
     fPos = fText.Begin();
     fEnd = fText.End();

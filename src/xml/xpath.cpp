@@ -106,7 +106,8 @@ void ParsePredicate(std::string_view aPredicate, TXMLXPathSelector& aSelector, s
 struct Resolver {
     const TXMLDocument* fDocument;
     const TXMLXPathNameSpace* fNameSpace;
-    std::string fFastPrefix;  // nsFast: the prefix bound to the URI at the context
+    std::string fFastPrefix;  // nsFast: the prefix put before each name
+    bool fUnbound = false;    // nsFast: the URI is bound nowhere in scope of the context
 
     bool NameMatches(const TXMLXPathSelector& s, PXMLNode n, int32_t aNameId) const {
         if (!s.fCheckName) return true;
@@ -115,8 +116,10 @@ struct Resolver {
         return n->LocalName() == s.fName && n->NameSpaceURI() == fNameSpace->fURI;
     }
     int32_t NameId(const TXMLXPathSelector& s) const {
-        if (fNameSpace && fNameSpace->fHandling == nsFast && !fFastPrefix.empty())
-            return fDocument->IndexOfString(fFastPrefix + ":" + s.fName);
+        if (fNameSpace && fNameSpace->fHandling == nsFast) {
+            if (fUnbound) return -1;
+            if (!fFastPrefix.empty()) return fDocument->IndexOfString(fFastPrefix + ":" + s.fName);
+        }
         return fDocument->IndexOfString(s.fName);
     }
 };
@@ -269,15 +272,25 @@ void TXMLXPathList::LoadFromString(std::string_view aPath) {
 
 bool TXMLXPathList::SelectNodes(PXMLNode aContext, TXMLResNodeList& aResult, int aMaxCount,
                                 const TXMLXPathNameSpace* aNameSpace) const {
-    Resolver r{aContext->OwnerDocument(), aNameSpace, {}};
+    Resolver r{aContext->OwnerDocument(), aNameSpace, {}, false};
     if (aNameSpace && aNameSpace->fHandling == nsFast) {
-        // The prefix bound to the URI nearest to the context.
-        for (PXMLNode n = aContext; n && r.fFastPrefix.empty(); n = n->ParentNode())
-            for (PXMLNode a = n->FirstAttribute(); a; a = a->NextSibling())
-                if (a->NodeName().substr(0, 6) == "xmlns:" && a->NodeValue() == aNameSpace->fURI) {
-                    r.fFastPrefix = std::string(a->NodeName().substr(6));
-                    break;
+        if (aNameSpace->fByPrefix) {
+            r.fFastPrefix = aNameSpace->fPrefix;
+        } else {
+            // The nearest declaration that binds the URI, "xmlns" (no prefix) or "xmlns:p".
+            r.fUnbound = true;
+            for (PXMLNode n = aContext; n && r.fUnbound; n = n->ParentNode()) {
+                if (n->NodeType() != ntElement) continue;
+                for (PXMLNode a = n->FirstAttribute(); a; a = a->NextSibling()) {
+                    const std::string_view name = a->NodeName();
+                    if ((name == "xmlns" || name.substr(0, 6) == "xmlns:") && a->NodeValue() == aNameSpace->fURI) {
+                        r.fFastPrefix = name == "xmlns" ? std::string() : std::string(name.substr(6));
+                        r.fUnbound = false;
+                        break;
+                    }
                 }
+            }
+        }
     }
     const bool ordered = fAllLevels || fItems.size() > 1;
     std::vector<PXMLNode> current, next;
@@ -385,7 +398,22 @@ bool TXMLNode::SelectNodesNS(std::string_view aNameSpaceURI, std::string_view aP
     aList = result;
     TXMLXPathList list;
     list.LoadFromString(aPath);
-    const TXMLXPathNameSpace ns{std::string(aNameSpaceURI), aHandling};
+    TXMLXPathNameSpace ns;
+    ns.fURI = std::string(aNameSpaceURI);
+    ns.fHandling = aHandling;
+    return list.SelectNodes(const_cast<PXMLNode>(this), *result, aMaxCount, &ns);
+}
+
+bool TXMLNode::SelectNodesNSPrefix(std::string_view aPrefix, std::string_view aPath, IXMLNodeListPtr& aList,
+                                   int aMaxCount) const {
+    auto result = std::make_shared<TXMLResNodeList>();
+    aList = result;
+    TXMLXPathList list;
+    list.LoadFromString(aPath);
+    TXMLXPathNameSpace ns;
+    ns.fHandling = nsFast;
+    ns.fPrefix = std::string(aPrefix);
+    ns.fByPrefix = true;
     return list.SelectNodes(const_cast<PXMLNode>(this), *result, aMaxCount, &ns);
 }
 

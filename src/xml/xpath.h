@@ -37,10 +37,15 @@ struct TXMLXPath {
     std::vector<TXMLXPathSelector> fSelectors;
 };
 
-// What a namespace-aware selection compares names by.
+// What a namespace-aware selection compares names by. nsFull: local names and the URI each
+// candidate's prefix is bound to in its own scope. nsFast: names as written with a prefix put
+// before them: fPrefix when fByPrefix, else the prefix bound to fURI nearest the context (the
+// default namespace gives none); a URI bound nowhere there matches nothing.
 struct TXMLXPathNameSpace {
     std::string fURI;
     TXMLNameSpaceHandling fHandling = nsNo;
+    std::string fPrefix;
+    bool fByPrefix = false;
 };
 
 class TXMLXPathList {

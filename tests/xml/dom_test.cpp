@@ -2,6 +2,8 @@
 // the arena's free list, namespaces and the dictionary.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "xml_test_util.h"
 
 using namespace tmi::xml;
@@ -225,7 +227,7 @@ TEST(Dictionary, IdsAreDenseAndStable) {
     EXPECT_EQ(dict.GetItem(0), "a");
 }
 
-TEST(Dictionary, CaseInsensitiveFoldsLatinAndCyrillic) {
+TEST(Dictionary, CaseInsensitiveFoldsEveryScript) {
     TOHashedStrings dict(false);
     const int32_t id = dict.Add("Точка");
     EXPECT_EQ(dict.Add("точка"), id);
@@ -237,6 +239,18 @@ TEST(Dictionary, CaseInsensitiveFoldsLatinAndCyrillic) {
     EXPECT_EQ(dict.IndexOf("Parcels"), -1);  // a longer name is another name
     EXPECT_EQ(dict.IndexOf("Parce"), -1);
     EXPECT_EQ(dict.Add("\xC3\x80" "b"), dict.Add("\xC3\xA0" "B"));  // Latin-1 letters fold too
+    // Simple case folding of Unicode: Greek (final sigma included), Armenian, Latin Extended,
+    // the Kelvin sign, Cherokee; a character with no one-letter folding stands as it is.
+    EXPECT_EQ(dict.Add("ΣΟΦΊΑ"), dict.Add("σοφία"));
+    EXPECT_EQ(dict.IndexOf("σοφίας"), -1);
+    EXPECT_TRUE(SameTextIgnoreCase("ΟΔΟΣ", "οδος"));
+    EXPECT_TRUE(SameTextIgnoreCase("ς", "Σ"));
+    EXPECT_TRUE(SameTextIgnoreCase("ԱԲ", "աբ"));
+    EXPECT_TRUE(SameTextIgnoreCase("ŁĄŻ", "łąż"));
+    EXPECT_TRUE(SameTextIgnoreCase("\xE2\x84\xAA", "k"));  // KELVIN SIGN
+    EXPECT_TRUE(SameTextIgnoreCase("\xEA\xAD\xB0", "\xE1\x8E\xA0"));  // Cherokee small and capital A
+    EXPECT_FALSE(SameTextIgnoreCase("\xC4\xB0", "i"));  // capital I with dot: only a full folding has it
+    EXPECT_EQ(FoldCase("ΑΒΓ Ωmega ÀÉ"), "αβγ ωmega àé");
     // A byte that starts no character equals only itself, never a letter.
     const int32_t broken = dict.Add("x\xD0");
     EXPECT_EQ(dict.IndexOf("X\xD0"), broken);
@@ -268,4 +282,74 @@ TEST(Dictionary, DeletionCompactsAtEndDelete) {
     EXPECT_EQ(dict.IndexOf("d"), 1);
     EXPECT_EQ(dict.IndexOf("b"), -1);
     EXPECT_EQ(dict.Add("b"), 2);
+    // Outside BeginDelete and EndDelete a deletion is only marked: ids hold until the next
+    // IndexOf settles them.
+    dict.Delete(0);
+    EXPECT_EQ(dict.Count(), 3);
+    EXPECT_EQ(dict.GetItem(1), "d");
+    EXPECT_EQ(dict.Find("a"), -1);  // a deleted string is not found
+    EXPECT_EQ(dict.IndexOf("d"), 0);
+    EXPECT_EQ(dict.Count(), 2);
+}
+
+// Loading under an element reaches that element's child list like any other insertion.
+TEST(DomChildList, ALoadIntoAnElementReachesItsList) {
+    TXMLDocument doc;
+    ASSERT_TRUE(Load(doc, "<r><first/></r>"));
+    PXMLNode root = doc.DocumentElement();
+    TXMLChildNodeList* list = root->ChildNodes();
+    ASSERT_EQ(list->Count(), 1);
+    EXPECT_EQ(list->Get(0)->NodeName(), "first");
+    const std::string more = "<second><third/></second>";
+    TXMLReader reader(doc.ReaderSettings());
+    reader.InitBuffer(more.data(), more.size());
+    ASSERT_TRUE(doc.LoadFromReader(reader, root));
+    ASSERT_EQ(list->Count(), 2);
+    EXPECT_EQ(list->Get(1)->NodeName(), "second");
+    EXPECT_EQ(list->GetLast()->FirstChild()->NodeName(), "third");
+}
+
+TEST(DomDocument, AFolderIsNoFileToLoad) {
+    TXMLDocument doc;
+    try {
+        (void)doc.LoadFromFile(std::filesystem::temp_directory_path().string());
+        FAIL() << "a folder loaded";
+    } catch (const EOXmlException& e) {
+        EXPECT_NE(std::string(e.what()).find("Is a directory"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(doc.DocumentElement(), nullptr);
+}
+
+TEST(DomChange, ExchangeNodes) {
+    IXMLDocument doc = CreateXMLDoc();
+    ASSERT_TRUE(Load(*doc, "<r a=\"1\" b=\"2\"><x/><y><z/></y><w/></r>"));
+    PXMLNode root = doc->DocumentElement();
+    auto names = [&] {
+        std::string out;
+        for (PXMLNode c = root->FirstChild(); c; c = c->NextSibling()) out += std::string(c->NodeName()) + ";";
+        for (PXMLNode a = root->FirstAttribute(); a; a = a->NextSibling()) out += "@" + std::string(a->NodeName());
+        return out;
+    };
+    TXMLChildNodeList* list = root->ChildNodes();
+    ASSERT_EQ(list->Get(2)->NodeName(), "w");
+    doc->ExchangeNodes(root->FindChild("x"), root->FindChild("w"));  // apart
+    EXPECT_EQ(names(), "w;y;x;@a@b");
+    EXPECT_EQ(list->Get(2)->NodeName(), "x");  // the list learnt of it
+    doc->ExchangeNodes(root->FindChild("y"), root->FindChild("x"));  // neighbours
+    EXPECT_EQ(names(), "w;x;y;@a@b");
+    doc->ExchangeNodes(root->FindChild("w"), root->FindChild("y")->FirstChild());  // across levels
+    EXPECT_EQ(names(), "z;x;y;@a@b");
+    EXPECT_EQ(root->FindChild("y")->FirstChild()->NodeName(), "w");
+    doc->ExchangeNodes(root->GetAttributeNode("a"), root->GetAttributeNode("b"));
+    EXPECT_EQ(names(), "z;x;y;@b@a");
+    TXMLDocument other;
+    ASSERT_TRUE(Load(other, "<o/>"));
+    try {
+        doc->ExchangeNodes(root->FirstChild(), other.DocumentElement());
+        FAIL();
+    } catch (const EXMLDOMException& e) {
+        EXPECT_STREQ(e.what(), "You can't exchange nodes from different XML documents.");
+    }
+    EXPECT_THROW(doc->ExchangeNodes(root, root->FirstChild()), EXMLDOMException);
+    EXPECT_THROW(doc->ExchangeNodes(root->FirstChild(), root->GetAttributeNode("a")), EXMLDOMException);
 }

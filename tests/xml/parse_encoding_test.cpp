@@ -134,3 +134,30 @@ TEST(ParseEncoding, CodePageNames) {
     EXPECT_EQ(CodePageOfName("nonsense"), 0);
     EXPECT_EQ(UTF8ToWindows1251("Ж€\xF0\x9F\x98\x80"), "\xC6\x88?");
 }
+
+// The declaration names the encoding only when declarations are recognised at all.
+TEST(ParseEncoding, DeclarationsNotRecognisedNameNoEncoding) {
+    const std::string text = "<?xml version=\"1.0\" encoding=\"windows-1251\"?><a>\xC4\xEE\xEC</a>";
+    TXMLDocument doc;
+    doc.ReaderSettings().RecognizeXMLDeclaration = false;
+    (void)Load(doc, text);
+    const PXMLNode a = doc.DocumentElement() ? doc.DocumentElement()->FindChild("a") : nullptr;
+    // Read as UTF-8, the three bytes are no Cyrillic word.
+    if (a) EXPECT_NE(a->Text(), "Дом");
+    TXMLDocument recognised;
+    ASSERT_TRUE(Load(recognised, text));
+    EXPECT_EQ(recognised.DocumentElement()->Text(), "Дом");
+}
+
+// UTF-16 without a mark shows itself by its first "<?"; a UTF-16 declaration in a text of
+// single bytes cannot be right and is passed over.
+TEST(ParseEncoding, UTF16WithoutMark) {
+    for (const bool big : {false, true}) {
+        TXMLDocument doc;
+        ASSERT_TRUE(Load(doc, Utf16("<?xml version=\"1.0\" encoding=\"UTF-16\"?><a>Дом</a>", big, false))) << big;
+        EXPECT_EQ(doc.DocumentElement()->Text(), "Дом");
+    }
+    TXMLDocument lying;
+    ASSERT_TRUE(Load(lying, "<?xml version=\"1.0\" encoding=\"UTF-16\"?><a>Дом</a>"));
+    EXPECT_EQ(lying.DocumentElement()->Text(), "Дом");
+}

@@ -180,3 +180,102 @@ TEST_F(XPath, PathParsing) {
     EXPECT_TRUE(IsSimpleXPath("@name"));
     EXPECT_FALSE(IsSimpleXPath("a.b"));
 }
+
+namespace {
+
+const char* kNamespaces =
+    "<r xmlns=\"urn:d\" xmlns:p=\"urn:p\" xmlns:q=\"urn:p\">"
+    "<b>default</b><p:b>p</p:b><q:b>q</q:b>"
+    "<s xmlns:p=\"urn:other\"><p:b>rebound</p:b><b xmlns=\"urn:p\">local default</b></s>"
+    "<x:b xmlns:x=\"urn:p\" p:k=\"1\" k=\"2\">own</x:b>"
+    "</r>";
+
+std::string Texts(const IXMLNodeListPtr& aList) {
+    std::string out;
+    for (PXMLNode n : *aList) out += (out.empty() ? "" : ",") + n->Text();
+    return out;
+}
+
+}  // namespace
+
+TEST(XPathNameSpaces, FullComparesEveryPrefixBoundInScope) {
+    TXMLDocument doc;
+    ASSERT_TRUE(Load(doc, kNamespaces));
+    PXMLNode r = doc.DocumentElement();
+    IXMLNodeListPtr list;
+    EXPECT_TRUE(r->SelectNodesNS("urn:p", "//b", list, 0, nsFull));
+    EXPECT_EQ(Texts(list), "p,q,local default,own");
+    EXPECT_TRUE(r->SelectNodesNS("urn:d", "b", list, 0, nsFull));
+    EXPECT_EQ(Texts(list), "default");
+    EXPECT_FALSE(r->SelectNodesNS("urn:nowhere", "b", list, 0, nsFull));
+    EXPECT_EQ(list->Count(), 0);
+}
+
+TEST(XPathNameSpaces, FastComparesThePrefixedName) {
+    TXMLDocument doc;
+    ASSERT_TRUE(Load(doc, kNamespaces));
+    PXMLNode r = doc.DocumentElement();
+    IXMLNodeListPtr list;
+    // The first prefix bound to the URI at the context is put before the names.
+    EXPECT_TRUE(r->SelectNodesNS("urn:p", "b", list, 0, nsFast));
+    EXPECT_EQ(Texts(list), "p");
+    // The default namespace gives names without a prefix.
+    EXPECT_TRUE(r->SelectNodesNS("urn:d", "b", list, 0, nsFast));
+    EXPECT_EQ(Texts(list), "default");
+    // A URI bound nowhere matches nothing, not the plain names.
+    EXPECT_FALSE(r->SelectNodesNS("urn:nowhere", "b", list, 0, nsFast));
+    EXPECT_EQ(list->Count(), 0);
+    // The prefix form.
+    EXPECT_TRUE(r->SelectNodesNSPrefix("q", "b", list));
+    EXPECT_EQ(Texts(list), "q");
+    EXPECT_TRUE(r->SelectNodesNSPrefix("p", "//b", list));
+    EXPECT_EQ(Texts(list), "p,rebound");  // as written, whatever the prefix is bound to
+    EXPECT_FALSE(r->SelectNodesNSPrefix("z", "b", list));
+}
+
+TEST(XPathNameSpaces, DocumentReadNameSpaceForFindChildAndFindAttribute) {
+    TXMLDocument doc;
+    ASSERT_TRUE(Load(doc, kNamespaces));
+    PXMLNode r = doc.DocumentElement();
+    EXPECT_EQ(r->FindChild("b")->Text(), "default");  // nsNo: the name as written
+    doc.ReadNameSpaceURI = "urn:p";
+    doc.UseReadNameSpaceURI = nsFull;
+    EXPECT_EQ(r->FindChild("b")->Text(), "p");
+    EXPECT_EQ(r->FindChild("s"), nullptr);  // unprefixed "s" is in urn:d, not in urn:p ...
+    doc.UseReadNameSpaceURI = nsNo;
+    PXMLNode s = r->FindChild("s");
+    doc.UseReadNameSpaceURI = nsFull;
+    // ... declarations on the candidates: seen only without FastNameSpaces.
+    EXPECT_EQ(s->FindChild("b"), nullptr);
+    doc.FastNameSpaces = false;
+    EXPECT_EQ(s->FindChild("b")->Text(), "local default");
+    EXPECT_EQ(r->FindChild("b")->Text(), "p");
+    PXMLNode own = r->LastChild();
+    // Attributes: the one in the namespace first, then the one without a prefix.
+    EXPECT_EQ(own->GetAttribute("k"), "1");
+    doc.ReadNameSpaceURI = "urn:elsewhere";
+    EXPECT_EQ(own->GetAttribute("k"), "2");
+    doc.UseReadNameSpaceURI = nsFast;
+    doc.ReadNameSpacePrefix = "q";
+    EXPECT_EQ(r->FindChild("b")->Text(), "q");
+    doc.ReadNameSpacePrefix = "";
+    EXPECT_EQ(r->FindChild("b")->Text(), "default");
+}
+
+// Decided: an attribute without a prefix is in no namespace; "xml" and "xmlns" are bound by
+// the recommendation; every other prefix is resolved by the declarations upward.
+TEST(XPathNameSpaces, NameSpaceURIOfNodes) {
+    TXMLDocument doc;
+    ASSERT_TRUE(Load(doc, kNamespaces));
+    PXMLNode r = doc.DocumentElement();
+    PXMLNode own = r->LastChild();
+    EXPECT_EQ(r->NameSpaceURI(), "urn:d");
+    EXPECT_EQ(own->NameSpaceURI(), "urn:p");
+    EXPECT_EQ(own->GetAttributeNode("k")->NameSpaceURI(), "");
+    EXPECT_EQ(own->GetAttributeNode("p:k")->NameSpaceURI(), "urn:p");
+    EXPECT_EQ(r->GetAttributeNode("xmlns")->NameSpaceURI(), "http://www.w3.org/2000/xmlns/");
+    EXPECT_EQ(r->GetAttributeNode("xmlns:p")->NameSpaceURI(), "http://www.w3.org/2000/xmlns/");
+    EXPECT_EQ(r->ResolvePrefix("xml"), "http://www.w3.org/XML/1998/namespace");
+    EXPECT_EQ(r->FindChild("s")->FirstChild()->NameSpaceURI(), "urn:other");
+    EXPECT_EQ(r->ResolvePrefix("undeclared"), "");
+}
