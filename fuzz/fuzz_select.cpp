@@ -31,7 +31,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize) {
         for (PXMLNode n : *list) (void)n->NodeName();
         (void)root->SelectNode(path);
         doc.Node()->SelectNodesNS("urn:p", path, list, 0, pathLength % 2 ? nsFull : nsFast);
+        root->SelectNodesNS("", path, list, 0, pathLength % 3 ? nsFull : nsFast);
+        root->SelectNodesNSPrefix(pathLength % 2 ? "p" : "", path, list);
+        for (PXMLNode n : *list) (void)n->NameSpaceURI();
     } catch (const EOXmlException&) {
+    }
+    // The document's read namespace in every mode: the path's text serves as the name.
+    for (const TXMLNameSpaceHandling mode : {nsNo, nsFast, nsFull}) {
+        doc.UseReadNameSpaceURI = mode;
+        doc.ReadNameSpaceURI = "urn:p";
+        doc.ReadNameSpacePrefix = pathLength % 2 ? "p" : "";
+        doc.FastNameSpaces = pathLength % 3 != 0;
+        for (PXMLNode n = root; n; n = n->FirstChild()) {
+            (void)n->FindChild(path);
+            (void)n->GetAttribute(path);
+            (void)n->NameSpaceURI();
+        }
     }
     return 0;
 }

@@ -1,5 +1,7 @@
 #include "csCommon.h"
 
+#include <cstdio>
+
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -36,6 +38,18 @@ std::string SizeText(uint64_t aBytes) {
     if (aBytes < 1024u * 1024u) return std::to_string(aBytes / 1024) + " КБ";
     if (aBytes < 1024ull * 1024 * 1024) return FloatToFixed(static_cast<double>(aBytes) / 1048576.0, 1) + " МБ";
     return FloatToFixed(static_cast<double>(aBytes) / 1073741824.0, 1) + " GБ";
+}
+
+TcsModalMessage& ModalMessageHandler() {
+    static TcsModalMessage handler;
+    return handler;
+}
+
+void ShowModalMessage(const std::string& aText) {
+    if (const TcsModalMessage& handler = ModalMessageHandler())
+        handler(aText);
+    else
+        std::fprintf(stderr, "%s\n", aText.c_str());
 }
 
 bool SameText(std::string_view a, std::string_view b) { return xml::SameTextIgnoreCase(a, b); }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,6 +42,12 @@ std::string FloatToFixed(double aValue, int aDecimals);
 // Strict conversions: false when the whole text is not a number.
 bool TryStrToInt(std::string_view aText, int64_t& aValue);
 bool TryStrToFloat(std::string_view aText, double& aValue);
+
+// The modal message to the operator: one text and an OK button. The window's side installs
+// its box in ModalMessageHandler; without one the text goes to the standard error stream.
+using TcsModalMessage = std::function<void(const std::string&)>;
+TcsModalMessage& ModalMessageHandler();
+void ShowModalMessage(const std::string& aText);
 
 // A new GUID in the braced upper-case form, "{XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX}".
 std::string NewGUIDString();

@@ -1,5 +1,7 @@
 #include "csInfoCore.h"
 
+#include <charconv>
+
 #include <libxml/parser.h>
 #include <libxml/tree.h>
 
@@ -178,7 +180,10 @@ TCS_PROPERTIES(TcsInfo, TcsPropertyComponent,
 
 TCS_PROPERTIES(TcsInfoLowData, TcsInfo)
 
-TCS_PROPERTIES(TcsManager, TcsInfo)
+TCS_PROPERTIES(TcsManager, TcsComponent)
+
+const TcsPropertyTable& TcsAbstractNamedVariants::ClassProperties() { return TcsPersistent::ClassProperties(); }
+TCS_PROPERTIES(TcsNamedVariantsList, TcsAbstractNamedVariants)
 
 // ---------------------------------------------------------------------------------------------
 // Persistent objects and XML
@@ -563,6 +568,74 @@ void TcsInfoList::ReadXML(TcsXmlNode aXmlNode, int aMode) {
 // ---------------------------------------------------------------------------------------------
 // Named variants
 
+namespace {
+const char* const kVariantTypeNames[] = {"Empty", "Integer", "Boolean", "Float", "String", "DateTime", "Pointer"};
+
+// The shortest text that reads back to the same double.
+std::string ExactFloat(double aValue) {
+    char buf[64];
+    const auto r = std::to_chars(buf, buf + sizeof buf, aValue);
+    return std::string(buf, r.ptr);
+}
+
+std::string VariantText(const TcsVariant& aValue) {
+    switch (aValue.Type()) {
+        case TcsVarType::Empty: return {};
+        case TcsVarType::Boolean: return aValue.AsBoolean() ? "True" : "False";
+        case TcsVarType::Float: return ExactFloat(aValue.AsFloat());
+        case TcsVarType::DateTime: return ExactFloat(aValue.AsDateTime().fValue);
+        default: return aValue.AsString();
+    }
+}
+
+TcsVariant VariantOf(std::string_view aType, const std::string& aText) {
+    double f = 0;
+    int64_t i = 0;
+    bool b = false;
+    if (SameText(aType, "Integer")) return TryStrToInt(aText, i) ? TcsVariant(i) : TcsVariant(int64_t{0});
+    if (SameText(aType, "Boolean")) return TcsVariant(TryStrToBool(aText, b) && b);
+    if (SameText(aType, "Float")) return TcsVariant(TryStrToFloat(aText, f) ? f : 0.0);
+    if (SameText(aType, "DateTime")) return TcsVariant(TDateTime{TryStrToFloat(aText, f) ? f : 0.0});
+    if (SameText(aType, "Empty")) return TcsVariant();
+    return TcsVariant(aText);
+}
+}  // namespace
+
+void TcsAbstractNamedVariants::WriteXML(TcsXmlNode aXmlNode, int aMode) const {
+    TcsPersistent::WriteXML(aXmlNode, aMode);
+    xmlNodePtr list = xmlNewChild(aXmlNode, nullptr, BAD_CAST "NamedVariants", nullptr);
+    for (int i = 0; i < Count(); ++i) {
+        xmlNodePtr item = xmlNewChild(list, nullptr, BAD_CAST "Item", nullptr);
+        xmlSetProp(item, BAD_CAST "Name", X(Names(i)));
+        xmlSetProp(item, BAD_CAST "Type", BAD_CAST kVariantTypeNames[static_cast<int>(Variants(i).Type())]);
+        const std::string text = VariantText(Variants(i));
+        xmlSetProp(item, BAD_CAST "Value", X(text));
+    }
+}
+
+void TcsAbstractNamedVariants::ReadXML(TcsXmlNode aXmlNode, int aMode) {
+    TcsPersistent::ReadXML(aXmlNode, aMode);
+    xmlNodePtr list = ChildElement(aXmlNode, "NamedVariants");
+    if (!list) return;
+    Clear();
+    for (xmlNodePtr c = list->children; c; c = c->next) {
+        if (c->type != XML_ELEMENT_NODE) continue;
+        std::string name, type, value;
+        (void)AttributeOf(c, "Name", name);
+        (void)AttributeOf(c, "Type", type);
+        (void)AttributeOf(c, "Value", value);
+        Append(name, VariantOf(type, value));
+    }
+}
+
+void TcsNamedVariantsList::Assign(const TcsPersistent& aSource) {
+    if (const auto* other = dynamic_cast<const TcsNamedVariantsList*>(&aSource)) {
+        fItems = other->fItems;
+        return;
+    }
+    TcsPersistent::Assign(aSource);
+}
+
 void TcsNamedVariantsList::Check(int aIndex) const {
     if (aIndex < 0 || aIndex >= Count())
         throw EcsNamedVariantError("List index out of bounds (" + std::to_string(aIndex) + ")");
@@ -689,8 +762,13 @@ void TcsManager::Finalize() {
     fInitialized = false;
 }
 
+std::string TcsManager::GetStorageName() const {
+    const std::string name = ClassName();
+    return name.size() > 3 ? name.substr(3) : name;
+}
+
 void TcsManager::WriteXML(TcsXmlNode aXmlNode, int aMode) const {
-    TcsInfo::WriteXML(aXmlNode, aMode);
+    TcsComponent::WriteXML(aXmlNode, 0);
     xmlNodePtr settings = xmlNewChild(aXmlNode, nullptr, BAD_CAST "CustomSettings", nullptr);
     for (const std::string& line : CustomSettings) {
         xmlNodePtr item = xmlNewChild(settings, nullptr, BAD_CAST "Item", nullptr);
@@ -699,7 +777,7 @@ void TcsManager::WriteXML(TcsXmlNode aXmlNode, int aMode) const {
 }
 
 void TcsManager::ReadXML(TcsXmlNode aXmlNode, int aMode) {
-    TcsInfo::ReadXML(aXmlNode, aMode);
+    TcsComponent::ReadXML(aXmlNode, 0);
     CustomSettings.clear();
     if (xmlNodePtr settings = ChildElement(aXmlNode, "CustomSettings"))
         for (xmlNodePtr c = settings->children; c; c = c->next)

@@ -302,20 +302,38 @@ public:
     using Exception::Exception;
 };
 
-// An ordered name-to-variant table; names compare without regard to case.
-class TcsNamedVariantsList {
+// An ordered name-to-variant table behind a small interface; names compare without regard to
+// case. Stored as the property "NamedVariants": a child element of that name with one "Item"
+// per entry, carrying its Name, its Type and its Value as text.
+class TcsAbstractNamedVariants : public TcsPersistent {
 public:
-    virtual ~TcsNamedVariantsList() = default;
+    [[nodiscard]] virtual int Count() const noexcept = 0;
+    [[nodiscard]] virtual const std::string& Names(int aIndex) const = 0;
+    [[nodiscard]] virtual const TcsVariant& Variants(int aIndex) const = 0;
+    virtual int Append(std::string_view aName, const TcsVariant& aValue) = 0;
+    virtual void Clear() = 0;
+    [[nodiscard]] virtual bool SameName(std::string_view a, std::string_view b) const { return SameText(a, b); }
+
+    void WriteXML(TcsXmlNode aXmlNode, int aMode) const override;
+    void ReadXML(TcsXmlNode aXmlNode, int aMode) override;
+    static const TcsPropertyTable& ClassProperties();
+};
+
+class TcsNamedVariantsList : public TcsAbstractNamedVariants {
+    TCS_PERSISTENT(TcsNamedVariantsList)
+public:
+    explicit TcsNamedVariantsList(TcsComponent* aOwner = nullptr) { (void)aOwner; }
     // Replaces the value of a present name, else appends.
     int Add(std::string_view aName, const TcsVariant& aValue);
     // Always appends.
-    int Append(std::string_view aName, const TcsVariant& aValue);
+    int Append(std::string_view aName, const TcsVariant& aValue) override;
     void Assign(const TcsNamedVariantsList& aSource) { fItems = aSource.fItems; }
+    void Assign(const TcsPersistent& aSource) override;
     void BeginUpdate() { ++fUpdateCount; }
     void EndUpdate() {
         if (fUpdateCount > 0) --fUpdateCount;
     }
-    void Clear() { fItems.clear(); }
+    void Clear() override { fItems.clear(); }
     void Delete(int aIndex);
     [[nodiscard]] bool Equals(const TcsNamedVariantsList& aOther) const;
     void Exchange(int aIndex1, int aIndex2);
@@ -325,11 +343,10 @@ public:
     // Unassigned for an absent name.
     [[nodiscard]] TcsVariant Values(std::string_view aName) const;
     void SetValues(std::string_view aName, const TcsVariant& aValue) { Add(aName, aValue); }
-    [[nodiscard]] const std::string& Names(int aIndex) const;
-    [[nodiscard]] const TcsVariant& Variants(int aIndex) const;
+    [[nodiscard]] const std::string& Names(int aIndex) const override;
+    [[nodiscard]] const TcsVariant& Variants(int aIndex) const override;
     void AddValues(const TcsNamedVariantsList& aOther);
-    [[nodiscard]] int Count() const noexcept { return static_cast<int>(fItems.size()); }
-    [[nodiscard]] virtual bool SameName(std::string_view a, std::string_view b) const { return SameText(a, b); }
+    [[nodiscard]] int Count() const noexcept override { return static_cast<int>(fItems.size()); }
 
 private:
     void Check(int aIndex) const;
@@ -378,18 +395,21 @@ private:
 
 TcsInfoManager& GlobalInfoManager();
 
-// Stores a tree of objects in a file: published properties in mode 0 and the child
-// element "CustomSettings".
-class TcsManager : public TcsInfo {
+// A component that stores a tree of objects in a file: its published properties in mode 0
+// and the child element "CustomSettings", one "Item" a line. It is no info object: its file
+// carries no GUID and no class names.
+class TcsManager : public TcsComponent {
     TCS_PERSISTENT(TcsManager)
 public:
-    explicit TcsManager(TcsComponent* aOwner = nullptr) : TcsInfo(aOwner) {}
+    explicit TcsManager(TcsComponent* aOwner = nullptr) : TcsComponent(aOwner) {}
     void Initialize();
     void Finalize();
     [[nodiscard]] bool Initialized() const noexcept { return fInitialized; }
     // Raises "Не найден файл: " and the name when the file is absent.
     void ReadFromFile(const std::string& aFileName);
     void WriteToFile(const std::string& aFileName) const;
+    // The root element's name: the class name without its first three characters.
+    [[nodiscard]] virtual std::string GetStorageName() const;
     std::vector<std::string> CustomSettings;
     void WriteXML(TcsXmlNode aXmlNode, int aMode) const override;
     void ReadXML(TcsXmlNode aXmlNode, int aMode) override;

@@ -47,8 +47,9 @@ bool TcsPlainMessageTimer::Poll(bool aForce) {
 TcsMessageManager::TcsMessageManager() : fTimer(std::make_unique<TcsPlainMessageTimer>(*this)) {}
 
 TcsMessageManager::~TcsMessageManager() {
-    StopThread();
+    // The handlers go first, so that no delivery the thread still asks for reaches one.
     UnregisterAllHandlers();
+    StopThread();
 }
 
 IcsMessageTimer& TcsMessageManager::Timer() { return *fTimer; }
@@ -103,6 +104,7 @@ void TcsMessageManager::ProcessMessage(const IcsMessage& aMessage) {
 }
 
 void TcsMessageManager::ProcessAllMessages() {
+    // A call from inside a pass is noted: the timer is left armed for a pass of its own.
     if (fInProcessAllMessages) {
         fLastStateProcessAllMessages = true;
         return;
@@ -120,14 +122,14 @@ void TcsMessageManager::ProcessAllMessages() {
     }
     fInProcessAllMessages = false;
     // An empty queue leaves the timer running idly.
-    fTimer->SetEnabled(timerWasOn);
+    fTimer->SetEnabled(timerWasOn || fLastStateProcessAllMessages);
+    fLastStateProcessAllMessages = false;
 }
 
 void TcsMessageManager::RegisterHandler(TcsMessageHandler* aHandler) {
     if (!aHandler) return;
-    if (aHandler->fMessageManager == this &&
-        std::find(fHandlers.begin(), fHandlers.end(), aHandler) != fHandlers.end())
-        return;
+    // Registering again moves the handler to the end: it is detached first, from whichever
+    // manager has it.
     if (aHandler->fMessageManager) aHandler->fMessageManager->UnregisterHandler(aHandler);
     aHandler->fMessageManager = this;
     fHandlers.push_back(aHandler);

@@ -114,23 +114,26 @@ void TcsProgress::SetPos(int64_t aPos) {
 
 void TcsProgress::SetText(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
                           std::string_view aCaption) {
-    // Order: caption, header, message, text; each change forces the next refresh.
-    bool changed = false;
+    // Order: caption, header, message, text; each change forces the next refresh and runs
+    // the cancel processing of its own.
     auto take = [&](std::string_view aValue, std::string& aKept) {
         if (aValue.empty() || aValue == aKept) return;
         aKept = std::string(aValue);
         fLastTickCount = 0;
-        changed = true;
+        ProcessCancel();
     };
     take(aCaption, fRawCaption);
     take(aHeader, fRawHeader);
     take(aMessage, fRawMessage);
     take(aText, fRawText);
-    if (changed) ProcessCancel();
 }
 
 void TcsProgress::Note(const std::string& aMessage) {
-    if (fProgressControl) fProgressControl->Note(aMessage);
+    // Without a view the notice goes to the modal message, not into nothing.
+    if (fProgressControl)
+        fProgressControl->Note(aMessage);
+    else
+        ShowModalMessage(aMessage);
 }
 
 void TcsProgress::Close() {
@@ -159,11 +162,11 @@ void TcsProgress::ProcessCancel() {
     if (CanDoCancel && fCancelling) {
         // The flag goes first, so that a second press while the question is open is absorbed.
         fCancelling = false;
-        if (!(AskOnCancel && fProgressControl && !fProgressControl->DoAskOnCancel())) {
-            SetText({}, kCancelling);
-            SetMax(0);
-            fCancelled = true;
-        }
+        // A No to the question ends the processing here: no refresh, no exception.
+        if (AskOnCancel && fProgressControl && !fProgressControl->DoAskOnCancel()) return;
+        SetText({}, kCancelling);
+        SetMax(0);
+        fCancelled = true;
     }
     if (Cancelled() && AbortOnCancel) throw EAbort();
 }

@@ -167,17 +167,11 @@ void TcsSettings::Load(const TcsIniFile& aIni, bool aOnlyExisting) {
         for (auto& s : fList) s->Load(aIni);
         return;
     }
+    // Every key of the file, as text, through Add: a known setting takes the text by the
+    // modified rule, whatever its type was.
     for (const std::string& section : aIni.ReadSections())
-        for (const std::string& key : aIni.ReadSection(section)) {
-            const std::string text = aIni.ReadString(section, key, "");
-            TcsSetting* s = Find(section, key);
-            if (s) {
-                s->Load(aIni);
-            } else {
-                s = Add(section, key, TcsVariant(text));
-                s->Load(aIni);
-            }
-        }
+        for (const std::string& key : aIni.ReadSection(section))
+            Add(section, key, TcsVariant(aIni.ReadString(section, key, "")))->SetLoaded(true);
 }
 
 void TcsSettings::Load(const std::string& aFileName, bool aOnlyExisting) {
@@ -189,11 +183,14 @@ void TcsSettings::Load(const std::string& aFileName, bool aOnlyExisting) {
 
 void TcsSettings::Save(TcsIniFile& aIni, bool aOnlyModified) const {
     for (const auto& s : fList) s->Save(aIni, aOnlyModified);
+    // The INI object keeps its text in memory: what was written reaches its file now.
+    if (!aIni.FileName().empty()) (void)aIni.UpdateFile();
 }
 
 bool TcsSettings::Save(const std::string& aFileName, bool aOnlyModified) const {
+    // The file is cleared whole: keys the store does not know are gone.
     TcsIniFile ini;
-    Save(ini, aOnlyModified);
+    for (const auto& s : fList) s->Save(ini, aOnlyModified);
     return ini.SaveToFile(aFileName);
 }
 

@@ -28,6 +28,7 @@ public:
     [[nodiscard]] bool Modified() const noexcept { return fModified; }
     void SetModified(bool aValue) noexcept { fModified = aValue; }
     [[nodiscard]] bool Loaded() const noexcept { return fLoaded; }
+    void SetLoaded(bool aValue) noexcept { fLoaded = aValue; }
 
     // Stores the value only when it differs from the present one, and marks it modified.
     void Assign(const TcsVariant& aValue);

@@ -1,12 +1,16 @@
 #include "csTrace.h"
 
+#include <cxxabi.h>
 #include <sys/resource.h>
+#include <sys/utsname.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <typeinfo>
 
 namespace tmi {
@@ -97,13 +101,26 @@ void TcsTrace::PrintDefaultHeader() {
     fOutput->Print("Program Folder: " + std::filesystem::path(exe).parent_path().string());
     fOutput->Print("Program Version: ");
     fOutput->Print("Program Command Line: " + CommandLine());
-    fOutput->Print(std::string("IsX64Module: ") + (sizeof(void*) == 8 ? "True" : "False"));
+    // The system line: this platform's kernel in the place of the Windows version.
+    utsname system{};
+    if (uname(&system) == 0)
+        fOutput->Print(std::string("Linux Version: ") + system.sysname + " " + system.release + " " + system.version + " " +
+                       system.machine);
+    // A 32-bit module under a 64-bit system would be this platform's WOW64.
+    const bool wide = sizeof(void*) == 8;
+    fOutput->Print(std::string("IsWow64: ") + (!wide && std::string(system.machine) == "x86_64" ? "True" : "False"));
+    fOutput->Print(std::string("IsX64Module: ") + (wide ? "True" : "False"));
     fOutput->Print("DecimalSeparator: (" + std::string(std::localeconv()->decimal_point) + ")");
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
     fOutput->Print("Memory Alloc: " + SizeText(static_cast<uint64_t>(usage.ru_maxrss) * 1024));
+    // No data access components here: the database engines come with the program.
+    fOutput->Print("MDAC Version: (none)");
     const char* path = std::getenv("PATH");
     fOutput->Print(std::string("Path: ") + (path ? path : ""));
+    // Programs run by their executable bit; PATHEXT, when set, is shown as it is.
+    const char* pathExt = std::getenv("PATHEXT");
+    fOutput->Print(std::string("PathExt: ") + (pathExt ? pathExt : ""));
     fOutput->Print("Compiler: " + std::string(__VERSION__));
 }
 
@@ -124,14 +141,19 @@ void TcsTrace::PrintGetProcessTimes() {
         const std::vector<std::string> fields = Split(std::string_view(text).substr(close + 2), ' ');
         if (fields.size() > 19) startSeconds = std::atof(fields[19].c_str()) / static_cast<double>(sysconf(_SC_CLK_TCK));
     }
-    std::ifstream uptimeFile("/proc/uptime");
-    double uptime = 0;
-    uptimeFile >> uptime;
-    const std::time_t started = std::time(nullptr) - static_cast<std::time_t>(uptime - startSeconds);
+    // The boot time, with the start's clock ticks behind it, to the millisecond.
+    timespec now{}, sinceBoot{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    clock_gettime(CLOCK_BOOTTIME, &sinceBoot);
+    const double bootSeconds = static_cast<double>(now.tv_sec) + now.tv_nsec / 1e9 -
+                               (static_cast<double>(sinceBoot.tv_sec) + sinceBoot.tv_nsec / 1e9);
+    const double startedAt = bootSeconds + startSeconds;
+    const auto started = static_cast<std::time_t>(startedAt);
+    const int milliseconds = static_cast<int>((startedAt - static_cast<double>(started)) * 1000) % 1000;
     std::tm local{};
     localtime_r(&started, &local);
     char buf[64];
-    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d.000", local.tm_hour, local.tm_min, local.tm_sec);
+    std::snprintf(buf, sizeof buf, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min, local.tm_sec, milliseconds);
     fOutput->Print("Starting Time %s", {buf});
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
@@ -140,7 +162,17 @@ void TcsTrace::PrintGetProcessTimes() {
 }
 
 void TcsTrace::AddException(const std::exception& aException, bool aHandled) {
-    AddException(typeid(aException).name(), aException.what(), aHandled);
+    AddException(ClassNameOf(aException), aException.what(), aHandled);
+}
+
+std::string ClassNameOf(const std::exception& aException) {
+    // The type's own name as the program spells it, without its namespaces.
+    const char* mangled = typeid(aException).name();
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> readable(abi::__cxa_demangle(mangled, nullptr, nullptr, &status), std::free);
+    std::string name = status == 0 && readable ? readable.get() : mangled;
+    const size_t colon = name.rfind("::");
+    return colon == std::string::npos ? name : name.substr(colon + 2);
 }
 
 void TcsTrace::AddException(std::string_view aClassName, std::string_view aMessage, bool aHandled) {

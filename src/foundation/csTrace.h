@@ -55,4 +55,7 @@ private:
     std::vector<std::string> fExceptions;
 };
 
+// The class name of an exception as the program spells it, without namespaces: "EcsOutput".
+std::string ClassNameOf(const std::exception& aException);
+
 }  // namespace tmi

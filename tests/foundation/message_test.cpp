@@ -149,3 +149,49 @@ TEST(MessageBus, ThreadModeDeliversOnTheMainThread) {
     EXPECT_TRUE(delivered);
     EXPECT_EQ(deliveredOn, std::this_thread::get_id());
 }
+
+TEST(MessageBus, RegisteringAgainMovesAHandlerToTheEnd) {
+    TcsMessageManager bus;
+    std::vector<std::string> log;
+    RecordingHandler a(bus, log, "a"), b(bus, log, "b");
+    bus.RegisterHandler(&a);
+    EXPECT_EQ(bus.HandlerCount(), 2);
+    bus.SendMessage(Msg(1));
+    EXPECT_EQ(log, (std::vector<std::string>{"b:1", "a:1"}));
+}
+
+// A pass asked for from inside a pass is not lost: the timer stays armed for it.
+TEST(MessageBus, APassAskedForDuringAPassArmsTheTimer) {
+    TcsMessageManager bus;
+    int calls = 0;
+    bus.RegisterProcedure([&](const IcsMessage&) {
+        ++calls;
+        bus.ProcessAllMessages();  // re-entrant: noted only
+    }, nullptr);
+    bus.PostMessage(Msg(1));
+    bus.Timer().SetEnabled(false);
+    bus.ProcessAllMessages();
+    EXPECT_EQ(calls, 1);
+    EXPECT_TRUE(bus.Timer().Enabled());
+    bus.Timer().SetEnabled(false);
+    bus.PostMessage(Msg(2));
+    bus.Timer().SetEnabled(false);
+    bus.SendMessage(Msg(3));  // outside a pass the inner call runs the queue at once
+    EXPECT_EQ(calls, 3);
+    EXPECT_FALSE(bus.Timer().Enabled());
+}
+
+// The thread of a dying manager may still ask for a delivery: no handler hears it.
+TEST(MessageBus, NoHandlerRunsWhileTheManagerIsDestroyed) {
+    std::atomic<int> calls{0};
+    {
+        TcsMessageManager bus;
+        bus.SetMode(mmThread);
+        bus.SetSleepValue(1);
+        bus.RegisterProcedure([&](const IcsMessage&) { ++calls; }, nullptr);
+        bus.PostMessage(Msg(1));
+        // The thread now wakes every millisecond and waits for the main thread to deliver.
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(calls, 0);
+}

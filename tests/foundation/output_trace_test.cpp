@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -146,4 +147,50 @@ TEST(Trace, SupportHeaderAndProcessTimes) {
     EXPECT_TRUE(has("Program Command Line: "));
     EXPECT_TRUE(has("DecimalSeparator: (.)"));
     EXPECT_TRUE(has("Starting Time "));
+    // The block of the original, in its order, with this platform's stand-ins.
+    std::vector<std::string> order;
+    for (const char* key : {"Program Folder: ", "Program Version: ", "Program Command Line: ", "Linux Version: Linux ",
+                            "IsWow64: False", "IsX64Module: ", "DecimalSeparator: (", "Memory Alloc: ", "MDAC Version: (",
+                            "Path: ", "PathExt: ", "Compiler: "}) {
+        const auto it = std::find_if(lines.begin(), lines.end(), [&](const std::string& l) { return l.find(key) != std::string::npos; });
+        EXPECT_NE(it, lines.end()) << key;
+        if (it != lines.end()) order.push_back(std::to_string(it - lines.begin()));
+    }
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end(), [](const std::string& a, const std::string& b) { return std::stoi(a) < std::stoi(b); }));
+    // The start of the process to the millisecond; some process starts off a whole second
+    // would do, so a run of them is looked at.
+    const auto start = std::find_if(lines.begin(), lines.end(), [](const std::string& l) { return l.find("Starting Time ") != std::string::npos; });
+    ASSERT_NE(start, lines.end());
+    EXPECT_EQ(start->size() - start->find("Starting Time ") - 14, 12u) << *start;  // hh:nn:ss.zzz
+}
+
+TEST(Trace, ExceptionsCarryTheirClassName) {
+    TcsTrace trace;
+    trace.AddException(EcsOutput("no file"), false);
+    trace.AddException(std::runtime_error("plain"), true);
+    ASSERT_EQ(trace.Exceptions().size(), 2u);
+    EXPECT_EQ(trace.Exceptions()[0], "Exception=EcsOutput, Message=no file, Handled=False");
+    EXPECT_EQ(trace.Exceptions()[1], "Exception=runtime_error, Message=plain, Handled=True");
+}
+
+// Print with arguments takes the specifiers of the platform's Format.
+TEST(Output, FormatSpecifiers) {
+    EXPECT_EQ(FormatArgs("%s:%d:%s: %s", {"Enter", "3", "Name", "p"}), "Enter:3:Name: p");
+    EXPECT_EQ(FormatArgs("%.3d ms", {"7"}), "007 ms");
+    EXPECT_EQ(FormatArgs("[%5s|%-5s]", {"ab", "cd"}), "[   ab|cd   ]");
+    EXPECT_EQ(FormatArgs("%x %X %u", {"255", "4096", "-3"}), "FF 1000 3");
+    EXPECT_EQ(FormatArgs("%.2f %.1e %g", {"3.14159", "12345", "0.5"}), "3.14 1.2E+04 0.5");
+    EXPECT_EQ(FormatArgs("%n", {"1234567.891"}), "1 234 567.89");
+    EXPECT_EQ(FormatArgs("%1:s %0:s %s", {"a", "b"}), "b a b");
+    EXPECT_EQ(FormatArgs("%*d|%.*s", {"4", "5", "2", "xyz"}), "   5|xy");
+    EXPECT_EQ(FormatArgs("100%% %q %s", {}), "100% %q ");
+    EXPECT_EQ(FormatArgs("%d", {"12a"}), "0");
+    EXPECT_EQ(FormatArgs("tail %", {"x"}), "tail %");
+    TcsOutput out;
+    std::vector<std::string> storage;
+    out.SetStorage(&storage);
+    out.SetMode(mmMemory);
+    out.InprintDate = out.InprintTime = out.InprintTick = false;
+    out.Print("%s=%.1f", {"area", "2.25"});
+    EXPECT_EQ(storage.back(), "area=2.2");
 }

@@ -223,3 +223,44 @@ TEST(CommonText, TimeAndSize) {
     EXPECT_EQ(guid.front(), '{');
     EXPECT_NE(guid, NewGUIDString());
 }
+
+// A No ends the cancel processing: the view is not refreshed on its way back.
+TEST(Progress, ANoAnswerRefreshesNothing) {
+    Fixture f;
+    TcsProgress& p = f.fProgress;
+    p.Open("", "", "", "", 10);
+    f.fControl->fAnswer = false;
+    f.fTick += 1000;  // a refresh would be due
+    const int before = f.fControl->fRefreshes;
+    f.fControl->OnCancel();
+    p.SetPos(3);
+    EXPECT_EQ(f.fControl->fRefreshes, before);
+    EXPECT_EQ(f.fControl->fQuestions, 1);
+}
+
+// Each text that changes runs the cancel processing: a press asked about at the first,
+// answered No, is asked about again when it comes back during the same call.
+TEST(Progress, EachChangedTextProcessesTheCancel) {
+    Fixture f;
+    TcsProgress& p = f.fProgress;
+    p.Open("", "", "", "", 10);
+    f.fControl->fAnswer = false;
+    f.fControl->fPressAgainWhileAsking = true;
+    f.fControl->OnCancel();
+    p.SetText("text", "message", "header", "caption");
+    EXPECT_EQ(f.fControl->fQuestions, 4);  // one question per changed text
+    f.fControl->fPressAgainWhileAsking = false;
+    p.SetText("text", "message", "header", "caption");  // nothing changed: nothing processed
+    EXPECT_EQ(f.fControl->fQuestions, 4);
+}
+
+TEST(Progress, ANoteWithoutAViewReachesTheModalMessage) {
+    std::vector<std::string> shown;
+    ModalMessageHandler() = [&](const std::string& aText) { shown.push_back(aText); };
+    TcsProgress p;
+    p.ControlClass = nullptr;
+    DefaultProgressControlClass() = nullptr;
+    p.Note("Файл пропущен");
+    ModalMessageHandler() = nullptr;
+    EXPECT_EQ(shown, (std::vector<std::string>{"Файл пропущен"}));
+}

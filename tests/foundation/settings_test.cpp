@@ -142,3 +142,43 @@ TEST(Settings, WindowPositionAndMissingFile) {
     s.Load("/nonexistent/file.ini", false);
     EXPECT_EQ(s.Count(), 1);
 }
+
+// Loading every key of a file goes through Add: a known integer given "12a" becomes that text,
+// modified; a key new to the store is loaded and not modified.
+TEST(Settings, LoadingEveryKeyGoesThroughAdd) {
+    TcsIniFile ini;
+    ini.LoadFromString("[Common]\nCount=12a\nSame=5\nNew=x\n");
+    TcsSettings settings;
+    settings.Add("Count", TcsVariant(int64_t{7}));
+    settings.Add("Same", TcsVariant(int64_t{5}));
+    settings.Load(ini, false);
+    const TcsSetting* count = settings.Find("Common", "Count");
+    ASSERT_NE(count, nullptr);
+    EXPECT_EQ(count->Value.Type(), TcsVarType::String);
+    EXPECT_EQ(count->Value.AsString(), "12a");
+    EXPECT_TRUE(count->Modified());
+    EXPECT_TRUE(count->Loaded());
+    EXPECT_TRUE(settings.Loaded("New"));
+    EXPECT_FALSE(settings.Modified("New"));
+    EXPECT_EQ(settings.ReadString("New", ""), "x");
+    // Loading only the known settings keeps their types.
+    TcsSettings typed;
+    typed.Add("Count", TcsVariant(int64_t{7}));
+    typed.Load(ini, true);
+    EXPECT_EQ(typed.ReadInteger("Count", 0), 7);
+    EXPECT_FALSE(typed.Modified("Count"));
+}
+
+// Saving into an INI object that has a file reaches that file at once.
+TEST(Settings, SaveIntoAnOpenIniFileFlushesIt) {
+    const std::string path = TempPath("open.ini");
+    std::ofstream(path) << "[Other]\nKept=1\n";
+    TcsIniFile ini(path);
+    TcsSettings settings;
+    settings.Add("Fresh", TcsVariant(std::string("value")));
+    settings.Save(ini, false);
+    const std::string text = ReadAll(path);
+    EXPECT_NE(text.find("Fresh=value"), std::string::npos) << text;
+    EXPECT_NE(text.find("Kept=1"), std::string::npos) << text;  // an open object is not cleared
+    std::filesystem::remove(path);
+}

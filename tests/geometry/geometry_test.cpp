@@ -256,6 +256,43 @@ TEST(GeometryChange, RecalcSwapAssignAppendAndBounds) {
     EXPECT_EQ(arrays.Items(0)->Coords()[4].Y, ys[4]);
 }
 
+// Decided: a copy keeps the interior flags (its WKT is the source's); the coordinate system
+// link goes across, the object's two coordinate system strings do not; the sums take each
+// object's own coordinates, so a nested composite adds nothing.
+TEST(GeometryChange, AssignAndSumsAsDecided) {
+    TcsGeometry g;
+    TcsRingClassifier rings;
+    AddRing(g, rings, kSquare);
+    AddRing(g, rings, kHole);
+    TcsGeometry system;
+    g.CoordSystemString = "CoordSys Earth Projection 1, 104";
+    g.CoordSystemID = "WGS84";
+    g.SetCoordSystem(&system);
+    TcsGeometry copy;
+    copy.CoordSystemString = "old";
+    copy.Assign(g);
+    EXPECT_TRUE(copy.Items(1)->IsInterior());
+    EXPECT_EQ(copy.GetWKT(false), g.GetWKT(false));
+    EXPECT_EQ(copy.CoordSystem(), &system);
+    EXPECT_EQ(copy.CoordSystemString, "");
+    EXPECT_EQ(copy.CoordSystemID, "");
+
+    TcsGeometry outer;
+    TcsRingClassifier outerRings;
+    AddRing(outer, outerRings, kSquare);
+    const double square = outer.GetArea();
+    auto* nested = static_cast<TcsGeometry*>(outer.AddGeometryObject(InfoClassOf<TcsGeometry>()));
+    TcsRingClassifier nestedRings;
+    AddRing(*nested, nestedRings, kSquare);
+    EXPECT_EQ(outer.GetArea(), square);
+    EXPECT_EQ(outer.GetPointCount(), 5.0);
+    TcsGeometryBounds tiny;
+    tiny.ProcessCoord(-1, -1);
+    tiny.ProcessCoord(11, 11);
+    nested->Items(0)->Coords()[0].X = 1000;  // outside, but not an object of the outer's own
+    EXPECT_TRUE(outer.GeometryInBounds(tiny));
+}
+
 TEST(GeometryStorage, RoundTripThroughXML) {
     TcsGeometry g;
     TcsRingClassifier rings;
