@@ -289,24 +289,24 @@ void TlibImportXML::ReadClassicBlock(xml::PXMLNode aNode) {
 
 void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
     TXMLParcel& p = XMLParcel;
-    // 1.
+    // The record starts over: no geometry, no encumbrances, the certificate's date.
     p.IsGraphic = false;
     p.EncCnt = 0;
     p.ContDate = XMLSert.Date;
     p.ContGUID = XMLSert.Number;
     std::string owners, kinds, encumbrances;
-    // 2. The block of the parcel's own attribute, where the block gives none or the kind of
+    // The block of the parcel's own attribute, where the block gives none or the kind of
     // document asks for it.
     if (Trim(p.Block).empty() || (XMLeDoc.DocStyle == 0 && fCode_Type == 114) ||
         (XMLeDoc.DocStyle == 1 && XMLeDoc.SchemaType == 2))
         p.Block = std::string(aNode->GetAttribute("CadastralBlock"));
-    // 3.
+    // The number, or the definition of a parcel that has none yet.
     p.Number = Trim(aNode->GetAttribute("CadastralNumber"));
     if (p.Number.empty()) p.Number = std::string(aNode->GetAttribute("Definition"));
-    // 4.
+    // The number on the progress line; a cancel ends the parcel here.
     if (FProgress) FProgress->SetText(ParcelStr + p.Number);
     if (Cancelled()) return;
-    // 5.-7.
+    // Its name, the number of its unified land unit and its kind.
     p.Name_ = std::string(aNode->GetAttribute("AdditionalName"));
     p.NumberEZ.clear();
     const std::string_view name = aNode->GetAttribute("Name");
@@ -317,9 +317,9 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
     p.Status = state.empty() ? std::string() : fClassList.GetKlassString("Статус участка", state);
     p.Date1 = ParseXmlDate(aNode->GetAttribute("DateCreated"));
     p.Date2 = ParseXmlDate(aNode->GetAttribute("DateCreatedDoc"));
-    // 8.
+    // The counts of the arrays the details fill.
     p.AreaCnt = p.RightCnt = p.SubParcelCnt = p.EntryCnt = p.NeiDefCnt = p.OldKnCnt = p.NewKnCnt = 0;
-    // 9.
+    // The children: in the extremes pass only the spatial ones.
     for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
         const bool spatial = NameContains(c, "Entity_Spatial") || NameContains(c, "EntitySpatial");
         if (!RewriteXML && !spatial && !NameContains(c, "Contours")) continue;
@@ -408,9 +408,9 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
         }
         if (DoAbort) break;
     }
-    // 10. The rest in the load pass only.
+    // The rest in the load pass only.
     if (!RewriteXML) return;
-    // 11.
+    // The holders of the rights, joined into one text.
     for (int i = 0; i < p.RightCnt; ++i) {
         const TXMLRight& r = p.XMLRight[static_cast<size_t>(i)];
         if (i) {
@@ -425,7 +425,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
         if (i) encumbrances += ';';
         encumbrances += Trim(p.Encs[static_cast<size_t>(i)].Name_);
     }
-    // 12.
+    // The former and the new numbers, one row each.
     for (const auto& [table, list, count] : {std::tuple{"СтарыеКадНомера", &p.OldKns, p.OldKnCnt},
                                              std::tuple{"НовыеКадНомера", &p.NewKns, p.NewKnCnt}}) {
         OpenGMTable(table);
@@ -438,7 +438,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
         }
         CloseGMTable();
     }
-    // 13.
+    // The parcel's own row.
     OpenGMTable("Участки");
     if (p.IsGraphic && p.Obj) {
         NewGMRecord(true, 2);
@@ -478,7 +478,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
     SetGMField("iParcel", TcsVariant(p.Number));
     PostGMRecord();
     CloseGMTable();
-    // 14.
+    // The neighbours.
     if (p.NeiDefCnt > 0) {
         OpenGMTable("Смежники");
         for (int i = 0; i < p.NeiDefCnt; ++i) {
@@ -493,7 +493,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
         }
         CloseGMTable();
     }
-    // 15. Entry parcels of a unified land unit; a parcel without areas leaves the area
+    // Entry parcels of a unified land unit; a parcel without areas leaves the area
     // columns of its entries empty.
     if (p.EntryCnt > 0) {
         OpenGMTable("Участки");
@@ -524,7 +524,7 @@ void TlibImportXML::ReadParcel(xml::PXMLNode aNode, std::string_view) {
         }
         CloseGMTable();
     }
-    // 16. Parts of the parcel.
+    // Parts of the parcel.
     OpenGMTable("ЧастиУчастка");
     for (int i = 0; i < p.SubParcelCnt; ++i) {
         const TXMLSubParcel& sp = p.XMLSubParcel[static_cast<size_t>(i)];

@@ -118,18 +118,18 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
         csXmax = xmax;
         csYmax = ymax;
     }
-    // 2. All thirteen tables, whatever the document.
+    // All thirteen tables, whatever the document.
     SetProgressText("Создаем таблицы");
     CreateGMTables();
-    // 3.
+    // The filling pass.
     SetProgressText("Заполнение узла " + std::string(aRoot->NodeName()));
     RewriteXML = true;
     fDoc_Name.clear();
     fStateXML.clear();
     XMLeDoc.DocStyle = 1;
-    // 4.
+    // What kind of document this is.
     RecogniseDocument(aRoot);
-    // 5. First walk: the certifying document and the status.
+    // First walk: the certifying document and the status.
     for (xml::PXMLNode child = aRoot->FirstChild(); child; child = child->NextSibling()) {
         if (child->NodeType() != xml::ntElement) continue;
         const std::string_view local = LocalNameOf(child);
@@ -142,7 +142,7 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
         }
         if (Cancelled()) return true;
     }
-    // 6. Second walk: the readers.
+    // Second walk: the readers.
     for (xml::PXMLNode child = aRoot->FirstChild(); child; child = child->NextSibling()) {
         if (child->NodeType() != xml::ntElement) continue;
         const std::string_view local = LocalNameOf(child);
@@ -175,7 +175,7 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
         }
         if (Cancelled()) return true;
     }
-    // 7. Special zones.
+    // Special zones.
     OpenGMTable("Спецзоны");
     for (const std::string& name : XMLSpecZones) {
         NewGMRecord(false, 0);
@@ -183,10 +183,10 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
         SetGMField("iBlock", TcsVariant(XMLParcel.Block));
         PostGMRecord();
     }
-    // 8.
+    // The block number with "_" for ":", the suffix of the final tables.
     blockCn = XMLParcel.Block;
     std::replace(blockCn.begin(), blockCn.end(), ':', '_');
-    // 9. The passport: "Id" is no column of it, so the key stays 0.
+    // The passport: "Id" is no column of it, so the key stays 0.
     OpenGMTable("Паспорт");
     NewGMRecord(false, 0);
     SetGMField("Id", TcsVariant(1));
@@ -195,7 +195,7 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
     SetGMField("iBlock", TcsVariant(XMLParcel.Block));
     SetGMField("iParcel", TcsVariant(XMLParcel.Number));
     PostGMRecord();
-    // 10. Turning points.
+    // Turning points.
     if (fPoints > 0) {
         OpenGMTable("Точки");
         SetProgressText("Сохраняем данные по точкам...");
