@@ -761,8 +761,7 @@ const TXSDLibrary* TXSDLibrary::GetLibraryByAlias(std::string_view aPrefix) cons
 }
 
 TXSDElement* TXSDLibrary::GetXSDElementByXPath(std::string_view aPath) const {
-    const std::string key(aPath);
-    if (const auto it = FXSDPathObjectList.find(key); it != FXSDPathObjectList.end()) return it->second;
+    if (const auto it = FXSDPathObjectList.find(aPath); it != FXSDPathObjectList.end()) return it->second;
     TXSDElement* current = nullptr;
     size_t start = 0;
     bool first = true;
@@ -789,7 +788,7 @@ TXSDElement* TXSDLibrary::GetXSDElementByXPath(std::string_view aPath) const {
         if (!next) return nullptr;
         current = next;
     }
-    if (current) FXSDPathObjectList.emplace(key, current);
+    if (current) FXSDPathObjectList.emplace(std::string(aPath), current);
     return current;
 }
 

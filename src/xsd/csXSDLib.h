@@ -501,7 +501,12 @@ private:
     std::vector<TXSDCustomObject*> FTypedObjs;
     std::vector<TXSDLibraryNameSpaceAlias> FAliasList;
     int FEnumerationCount = 0;
-    mutable std::unordered_map<std::string, TXSDElement*> FXSDPathObjectList;
+    // Paths looked up by a view of the text, without a copy.
+    struct PathHash {
+        using is_transparent = void;
+        size_t operator()(std::string_view aText) const noexcept { return std::hash<std::string_view>{}(aText); }
+    };
+    mutable std::unordered_map<std::string, TXSDElement*, PathHash, std::equal_to<>> FXSDPathObjectList;
 };
 
 // The files of one root load: owns every library, one per file however it is spelt.
