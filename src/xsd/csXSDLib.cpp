@@ -64,12 +64,6 @@ constexpr BuiltIn kBuiltIns[] = {
     {"hexBinary", vtBinary},      {"date", vtDate},               {"dateTime", vtDateTime},  {"time", vtDateTime},
 };
 
-std::string_view TrimView(std::string_view s) {
-    while (!s.empty() && xml::IsXMLWhiteSpace(s.front())) s.remove_prefix(1);
-    while (!s.empty() && xml::IsXMLWhiteSpace(s.back())) s.remove_suffix(1);
-    return s;
-}
-
 // How many links a chain of bases may have before it is taken for a loop.
 constexpr int kMaxChain = 64;
 
@@ -184,8 +178,9 @@ void TXSDAnnotation::LoadObject(xml::PXMLNode aNode) {
     TXSDCustomObject::LoadObject(aNode);
     ForEachConstruct(aNode, [&](xml::PXMLNode c, std::string_view aName) {
         if (aName != "documentation") return;
+        // As written, blanks included: a code means the very text the dictionaries give it.
         if (!FText.empty()) FText += "\n";
-        FText += std::string(TrimView(c->Text()));
+        FText += c->Text();
     });
 }
 

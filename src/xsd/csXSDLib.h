@@ -136,7 +136,7 @@ public:
     [[nodiscard]] const std::string& Text() const noexcept { return FText; }
 
 private:
-    std::string FText;  // the documentation texts, joined by line breaks
+    std::string FText;  // the documentation texts as written, joined by line breaks
 };
 
 class TXSDObject : public TXSDCustomObject {
