@@ -721,27 +721,26 @@ TXSDCustomObject* SearchIncludes(const TXSDLibrary* aStart, F&& aFind) {
 
 }  // namespace
 
-TXSDCustomObject* TXSDLibrary::GetTypeByName(std::string_view aName) const {
+template <class F>
+TXSDCustomObject* TXSDLibrary::SearchByName(std::string_view aName, F&& aOwn) const {
+    // A name without a prefix: this file and its includes. A prefixed one: the library the
+    // prefix names, then, for this file's own namespace, all of this file's includes.
     const std::string_view prefix = PrefixOf(aName), local = LocalOf(aName);
-    auto own = [&](const TXSDLibrary* aLib) { return aLib->FindOwnType(local); };
+    auto own = [&](const TXSDLibrary* aLib) { return aOwn(aLib, local); };
     if (prefix.empty()) return SearchIncludes(this, own);
     const TXSDLibrary* lib = GetLibraryByAlias(prefix);
     if (!lib) return nullptr;
     if (TXSDCustomObject* found = SearchIncludes(lib, own)) return found;
-    // Files of this library's own namespace that the first match does not reach.
     if (lib != this && NameSpaceOfPrefix(prefix) == FtargetNamespace) return SearchIncludes(this, own);
     return nullptr;
 }
 
+TXSDCustomObject* TXSDLibrary::GetTypeByName(std::string_view aName) const {
+    return SearchByName(aName, [](const TXSDLibrary* aLib, std::string_view aLocal) { return aLib->FindOwnType(aLocal); });
+}
+
 TXSDCustomObject* TXSDLibrary::GetRefByName(std::string_view aName, TRefKind aKind) const {
-    const std::string_view prefix = PrefixOf(aName), local = LocalOf(aName);
-    auto own = [&](const TXSDLibrary* aLib) { return aLib->FindOwnRef(local, aKind); };
-    if (prefix.empty()) return SearchIncludes(this, own);
-    const TXSDLibrary* lib = GetLibraryByAlias(prefix);
-    if (!lib) return nullptr;
-    if (TXSDCustomObject* found = SearchIncludes(lib, own)) return found;
-    if (lib != this && NameSpaceOfPrefix(prefix) == FtargetNamespace) return SearchIncludes(this, own);
-    return nullptr;
+    return SearchByName(aName, [aKind](const TXSDLibrary* aLib, std::string_view aLocal) { return aLib->FindOwnRef(aLocal, aKind); });
 }
 
 const TXSDLibrary* TXSDLibrary::GetLibraryByAlias(std::string_view aPrefix) const {

@@ -476,6 +476,8 @@ private:
     // Types every object of this library, once.
     void ApplyTypedObjects();
     [[nodiscard]] TXSDCustomObject* FindOwnType(std::string_view aLocalName) const;
+    template <class F>
+    [[nodiscard]] TXSDCustomObject* SearchByName(std::string_view aName, F&& aOwn) const;
     [[nodiscard]] TXSDCustomObject* FindOwnRef(std::string_view aLocalName, TRefKind aKind) const;
 
     TXSDLibraries* FRegistry;
