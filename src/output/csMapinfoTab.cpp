@@ -107,6 +107,12 @@ void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& a
         FieldList.push_back(std::move(copy));
         if (!f.FieldGeom) ++columns;
     }
+    fFirstOfName.assign(FieldList.size(), 0);
+    for (size_t i = 0; i < FieldList.size(); ++i) {
+        size_t first = 0;
+        while (!SameText(FieldList[first].FieldName, FieldList[i].FieldName)) ++first;
+        fFirstOfName[i] = static_cast<int>(first);
+    }
     hdrMif.WriteLine("Columns " + std::to_string(columns));
     for (const TGMField& f : FieldList) {
         if (f.FieldGeom) continue;
@@ -135,9 +141,13 @@ void TMITable::NewRecord(bool aGraphic) {
 }
 
 int TMITable::ColumnIndex(std::string_view aName) const {
-    // The first column whose name matches without regard to case: "Имя" before "имя".
+    // The first column whose name matches without regard to case: "Имя" before "имя". The
+    // readers give the catalogue's spelling, so an exact match is looked for first and
+    // stands for the first column its name folds to, which Create worked out once.
     for (size_t i = 0; i < FieldList.size(); ++i)
-        if (FieldList[i].FieldName == aName || SameText(FieldList[i].FieldName, aName)) return static_cast<int>(i);
+        if (FieldList[i].FieldName == aName) return fFirstOfName[i];
+    for (size_t i = 0; i < FieldList.size(); ++i)
+        if (SameText(FieldList[i].FieldName, aName)) return static_cast<int>(i);
     return -1;
 }
 
@@ -176,6 +186,7 @@ void TMITable::Close() {
     hdrMif.Close();
     hdrMid.Close();
     FieldList.clear();
+    fFirstOfName.clear();
 }
 
 }  // namespace tmi

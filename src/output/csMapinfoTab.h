@@ -75,6 +75,7 @@ public:
 
 private:
     std::vector<TGMField> FieldList;
+    std::vector<int> fFirstOfName;  // per column: the first column whose name folds to its name
     TcsAnsiTextFile hdrMif;
     TcsAnsiTextFile hdrMid;
     std::string strBuf;

@@ -214,15 +214,14 @@ std::string TXSDObject::NameSpaceAlias() const {
 
 std::string TXSDObject::GetTextValue(std::string_view) const { return {}; }
 
-void TXSDEnumeration::LoadObject(xml::PXMLNode aNode) {
+void TXSDValueFacet::LoadObject(xml::PXMLNode aNode) {
     TXSDObject::LoadObject(aNode);
     FValue = Attr(aNode, "value");
-    if (FLibrary) FLibrary->CountEnumeration();
 }
 
-void TXSDPattern::LoadObject(xml::PXMLNode aNode) {
-    TXSDObject::LoadObject(aNode);
-    FValue = Attr(aNode, "value");
+void TXSDEnumeration::LoadObject(xml::PXMLNode aNode) {
+    TXSDValueFacet::LoadObject(aNode);
+    if (FLibrary) FLibrary->CountEnumeration();
 }
 
 void TXSDRestriction::LoadObject(xml::PXMLNode aNode) {
@@ -904,8 +903,7 @@ TCS_PROPERTIES(TXSDObject, TXSDCustomObject, Property("RefXPath", &TXSDObject::R
                Property("AnnotationText", &TXSDObject::AnnotationText), Property("Level", &TXSDObject::Level),
                Property("MayHaveValue", &TXSDObject::MayHaveValue), Property("HasChildItems", &TXSDObject::HasChildItems),
                Property("NameSpace", &TXSDObject::NameSpace), Property("NameSpaceAlias", &TXSDObject::NameSpaceAlias))
-TCS_PROPERTIES(TXSDEnumeration, TXSDObject, Property("Value", &TXSDEnumeration::Value))
-TCS_PROPERTIES(TXSDPattern, TXSDObject, Property("Value", &TXSDPattern::Value))
+TCS_PROPERTIES(TXSDValueFacet, TXSDObject, Property("Value", &TXSDValueFacet::Value))
 TCS_PROPERTIES(TXSDRestriction, TXSDObject, Property("base", &TXSDRestriction::base),
                Property("firstBase", &TXSDRestriction::firstBase), Field("minExclusive", &TXSDRestriction::minExclusive),
                Field("minInclusive", &TXSDRestriction::minInclusive), Field("maxExclusive", &TXSDRestriction::maxExclusive),

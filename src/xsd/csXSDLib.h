@@ -178,8 +178,9 @@ private:
     std::vector<std::unique_ptr<T>> fItems;
 };
 
-class TXSDEnumeration : public TXSDObject {
-    XSD_PERSISTENT(TXSDEnumeration)
+// A facet that is one value: an enumeration or a pattern.
+class TXSDValueFacet : public TXSDObject {
+    XSD_PERSISTENT(TXSDValueFacet)
 public:
     using TXSDObject::TXSDObject;
     void LoadObject(xml::PXMLNode aNode) override;
@@ -189,15 +190,18 @@ private:
     std::string FValue;
 };
 
-class TXSDPattern : public TXSDObject {
-    XSD_PERSISTENT(TXSDPattern)
+class TXSDEnumeration : public TXSDValueFacet {
 public:
-    using TXSDObject::TXSDObject;
+    using TXSDValueFacet::TXSDValueFacet;
+    [[nodiscard]] std::string ClassName() const override { return "TXSDEnumeration"; }
+    // Counted in its library.
     void LoadObject(xml::PXMLNode aNode) override;
-    [[nodiscard]] const std::string& Value() const noexcept { return FValue; }
+};
 
-private:
-    std::string FValue;
+class TXSDPattern : public TXSDValueFacet {
+public:
+    using TXSDValueFacet::TXSDValueFacet;
+    [[nodiscard]] std::string ClassName() const override { return "TXSDPattern"; }
 };
 
 // A simple type's restriction: its base, its facets, its enumerations and patterns.
