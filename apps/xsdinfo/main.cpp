@@ -71,7 +71,7 @@ int main(int argc, char** argv) {
         const std::string type = e->ElementType().empty() ? (e->ContentType() ? "(inline complex type)" : "(inline simple type)")
                                                           : e->ElementType();
         std::printf("%s: type %s, minOccurs %s, maxOccurs %s, %zu child elements\n", path.c_str(), type.c_str(),
-                    e->minOccurs.c_str(), e->maxOccurs.c_str(), e->ChildElements().size());
+                    e->minOccurs.c_str(), e->maxOccurs.c_str(), static_cast<size_t>(e->ChildElements().Count()));
         return 0;
     }
     std::vector<const TXSDLibrary*> libraries;

@@ -148,6 +148,23 @@ TcsPropertyInfo ObjectProperty(const char* aName, O* (C::*aGetter)() const) {
     return p;
 }
 
+// An object property over a getter that answers a reference: a sub-object the object holds.
+template <class C, class O>
+TcsPropertyInfo ObjectProperty(const char* aName, const O& (C::*aGetter)() const) {
+    TcsPropertyInfo p;
+    p.fName = aName;
+    p.fKind = TcsPropertyKind::Object;
+    p.fTypeName = "TObject";
+    p.fGetObject = [aGetter](const TcsPersistent& o) -> TcsPersistent* {
+        return const_cast<O*>(&(static_cast<const C&>(o).*aGetter)());
+    };
+    p.fGet = [aGetter](const TcsPersistent& o) {
+        return TcsVariant(static_cast<const void*>(&(static_cast<const C&>(o).*aGetter)()));
+    };
+    p.fSet = [](TcsPersistent&, const TcsVariant&) {};
+    return p;
+}
+
 // An enumeration written by the names of its values.
 template <class C, class E>
 TcsPropertyInfo EnumProperty(const char* aName, E (C::*aGetter)() const, void (C::*aSetter)(E),

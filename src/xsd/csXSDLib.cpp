@@ -207,12 +207,66 @@ std::string TXSDObject::NameSpace() const { return FLibrary ? FLibrary->targetNa
 
 std::string TXSDObject::NameSpaceAlias() const {
     if (!FLibrary) return {};
-    for (const TXSDLibraryNameSpaceAlias& a : FLibrary->Aliases())
-        if (!a.Prefix.empty() && a.NameSpace == FLibrary->targetNamespace()) return a.Prefix;
+    const TXSDLibraryNameSpaceAliasList& aliases = FLibrary->Aliases();
+    for (int i = 0; i < aliases.Count(); ++i)
+        if (!aliases.Items(i)->Prefix.empty() && aliases.Items(i)->NameSpace == FLibrary->targetNamespace())
+            return aliases.Items(i)->Prefix;
     return {};
 }
 
 std::string TXSDObject::GetTextValue(std::string_view) const { return {}; }
+
+// ---------------------------------------------------------------------------------------------
+// Collections
+
+TXSDCustomObject* TXSDObjectCollection::GetItems(int aIndex) const {
+    if (aIndex < 0 || aIndex >= Count()) throw xml::EListError();
+    return FList[static_cast<size_t>(aIndex)];
+}
+
+TXSDCustomObject* TXSDObjectCollection::AddObject(std::unique_ptr<TXSDCustomObject> aItem) {
+    FOwned.push_back(std::move(aItem));
+    FList.push_back(FOwned.back().get());
+    return FList.back();
+}
+
+void TXSDObjectCollection::Clear() {
+    FList.clear();
+    FOwned.clear();
+}
+
+void TXSDEnumerationCollection::Measure(const TXSDEnumeration& aItem) {
+    int length = 0;
+    for (const char c : aItem.Value())
+        if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) ++length;
+    FMaxLength = std::max(FMaxLength, length);
+}
+
+void TXSDEnumerationCollection::Clear() {
+    TXSDCollectionOf<TXSDEnumeration>::Clear();
+    FMaxLength = 0;
+}
+
+void TXSDIncludeCollection::LoadObject(xml::PXMLNode aNode) {
+    FIsAssigned = true;
+    ForEachConstruct(aNode, [&](xml::PXMLNode c, std::string_view aName) {
+        if (aName != "include" && aName != "redefine" && aName != "import") return;
+        const int subType = aName == "include" ? 0 : (aName == "redefine" ? 1 : 2);
+        FLocations.push_back(TLocation{Attr(c, "schemaLocation"), subType, subType == 2 ? Attr(c, "namespace") : std::string()});
+    });
+}
+
+void TXSDLibraryNameSpaceAliasList::Note(std::string_view aPrefix, std::string_view aNameSpace) {
+    for (int i = 0; i < Count(); ++i)
+        if (Items(i)->Prefix == aPrefix && Items(i)->NameSpace == aNameSpace) return;
+    AddItem(std::make_unique<TXSDLibraryNameSpaceAlias>(std::string(aPrefix), std::string(aNameSpace)));
+}
+
+std::string TXSDLibraryNameSpaceAliasList::NameSpaceOf(std::string_view aPrefix) const {
+    for (int i = 0; i < Count(); ++i)
+        if (Items(i)->Prefix == aPrefix) return Items(i)->NameSpace;
+    return {};
+}
 
 void TXSDValueFacet::LoadObject(xml::PXMLNode aNode) {
     TXSDObject::LoadObject(aNode);
@@ -229,7 +283,11 @@ void TXSDRestriction::LoadObject(xml::PXMLNode aNode) {
     TXSDObject::LoadObject(aNode);
     ForEachConstruct(aNode, [&](xml::PXMLNode c, std::string_view aName) {
         const std::string value = Attr(c, "value");
-        if (aName == "enumeration") FEnumerations.Add(std::make_unique<TXSDEnumeration>(FLibrary, this))->LoadObject(c);
+        if (aName == "enumeration") {
+            TXSDEnumeration* e = FEnumerations.Add(std::make_unique<TXSDEnumeration>(FLibrary, this));
+            e->LoadObject(c);
+            FEnumerations.Measure(*e);
+        }
         else if (aName == "pattern") FPatterns.Add(std::make_unique<TXSDPattern>(FLibrary, this))->LoadObject(c);
         else if (aName == "simpleType" && !FInlineBase) {
             FInlineBase = std::make_unique<TXSDSimpleType>(FLibrary, this);
@@ -380,7 +438,7 @@ void TXSDElementObjectCollection::LoadObject(xml::PXMLNode aNode) {
         else if (aName == "any") item = std::make_unique<TXSDElementObjectCollection>(FLibrary, this, any);
         if (!item) return;
         item->LoadObject(c);
-        FItems.push_back(std::move(item));
+        Add(std::move(item));
     });
 }
 
@@ -437,7 +495,10 @@ void TXSDComplexType::LoadObject(xml::PXMLNode aNode) {
             FCollection->LoadObject(c);
         } else if (aName == "complexContent" || aName == "simpleContent") {
             if (FContent) return;
-            FContent = std::make_unique<TXSDContent>(FLibrary, this, aName == "simpleContent");
+            if (aName == "simpleContent")
+                FContent = std::make_unique<TXSDSimpleContent>(FLibrary, this);
+            else
+                FContent = std::make_unique<TXSDComplexContent>(FLibrary, this);
             FContent->LoadObject(c);
         } else if (aName == "attribute") {
             FAttributes.Add(std::make_unique<TXSDAttribute>(FLibrary, this))->LoadObject(c);
@@ -447,10 +508,10 @@ void TXSDComplexType::LoadObject(xml::PXMLNode aNode) {
     });
 }
 
-const std::vector<TXSDElement*>& TXSDComplexType::ChildElements() const {
+const TXSDElementCollection& TXSDComplexType::ChildElements() const {
     if (FChildElements) return *FChildElements;
-    FChildElements = std::make_unique<std::vector<TXSDElement*>>();
-    std::vector<TXSDElement*>& out = *FChildElements;
+    FChildElements = std::make_unique<TXSDElementCollection>(FLibrary, const_cast<TXSDComplexType*>(this));
+    TXSDElementCollection& out = *FChildElements;
     // Bases are walked before their extensions; a type or group met again is a loop.
     std::unordered_set<const TXSDObject*> seen;
     std::function<void(const TXSDElementObjectCollection*)> walk = [&](const TXSDElementObjectCollection* aList) {
@@ -462,7 +523,7 @@ const std::vector<TXSDElement*>& TXSDComplexType::ChildElements() const {
         for (int i = 0; i < aList->Count(); ++i) {
             TXSDObject* item = aList->Items(i);
             if (auto* e = dynamic_cast<TXSDElement*>(item))
-                out.push_back(e);
+                out.AddRef(e);
             else
                 walk(static_cast<const TXSDElementObjectCollection*>(item));
         }
@@ -504,13 +565,22 @@ TXSDDataType TXSDComplexType::InternalDataType() const {
     return d->InternalDataType();
 }
 
+void TXSDElementKeyLook::LoadObject(xml::PXMLNode aNode) {
+    TXSDObject::LoadObject(aNode);
+    FXpath = Attr(aNode, "xpath");
+}
+
 void TXSDElementKey::LoadObject(xml::PXMLNode aNode) {
     TXSDObject::LoadObject(aNode);
-    Kind = std::string(aNode->LocalName());
-    refer = Attr(aNode, "refer");
+    FKind = std::string(aNode->LocalName());
+    Frefer = Attr(aNode, "refer");
     ForEachConstruct(aNode, [&](xml::PXMLNode c, std::string_view aName) {
-        if (aName == "selector") Selector = Attr(c, "xpath");
-        else if (aName == "field") Fields.push_back(Attr(c, "xpath"));
+        if (aName == "selector" && !FSelector) {
+            FSelector = std::make_unique<TXSDElementKeyLook>(FLibrary, this);
+            FSelector->LoadObject(c);
+        } else if (aName == "field") {
+            FField.Add(std::make_unique<TXSDElementKeyLook>(FLibrary, this))->LoadObject(c);
+        }
     });
 }
 
@@ -553,10 +623,31 @@ TXSDComplexType* TXSDElement::ContentType() const {
     return dynamic_cast<TXSDComplexType*>(t.FTypeObj);
 }
 
-const std::vector<TXSDElement*>& TXSDElement::ChildElements() const {
-    static const std::vector<TXSDElement*> kNone;
+namespace {
+// What an element without a complex type has: no attributes, no children.
+const TXSDAttributeCollection& NoAttributes() {
+    static const TXSDAttributeCollection none(nullptr, nullptr);
+    return none;
+}
+const TXSDElementCollection& NoElements() {
+    static const TXSDElementCollection none(nullptr, nullptr);
+    return none;
+}
+}  // namespace
+
+const TXSDElementCollection& TXSDElement::ChildElements() const {
     const TXSDComplexType* type = ContentType();
-    return type ? type->ChildElements() : kNone;
+    return type ? type->ChildElements() : NoElements();
+}
+
+const TXSDAttributeCollection& TXSDElement::Attributes() const {
+    const TXSDComplexType* type = ContentType();
+    return type ? type->Attributes() : NoAttributes();
+}
+
+TXSDElementObjectCollection* TXSDElement::Collection() const {
+    const TXSDComplexType* type = ContentType();
+    return type ? type->Collection() : nullptr;
 }
 
 bool TXSDElement::MayHaveValue() const {
@@ -605,15 +696,7 @@ bool TXSDLibrary::IsConstruct(xml::PXMLNode aNode, std::string_view aLocalName) 
 
 std::string TXSDLibrary::NameSpaceOfPrefix(std::string_view aPrefix) const {
     if (aPrefix == "xml") return "http://www.w3.org/XML/1998/namespace";
-    for (const TXSDLibraryNameSpaceAlias& a : FAliasList)
-        if (a.Prefix == aPrefix) return a.NameSpace;
-    return {};
-}
-
-void TXSDLibrary::NoteAlias(std::string_view aPrefix, std::string_view aNameSpace) {
-    for (const TXSDLibraryNameSpaceAlias& a : FAliasList)
-        if (a.Prefix == aPrefix && a.NameSpace == aNameSpace) return;
-    FAliasList.push_back(TXSDLibraryNameSpaceAlias{std::string(aPrefix), std::string(aNameSpace)});
+    return FAliasList.NameSpaceOf(aPrefix);
 }
 
 void TXSDLibrary::LoadDocument(const std::string* aBuffer) {
@@ -643,11 +726,9 @@ void TXSDLibrary::LoadSchema(xml::PXMLNode aRoot) {
     LoadNameSpace(aRoot);
     FtargetNamespace = Attr(aRoot, "targetNamespace");
     FId = Attr(aRoot, "id");
+    FInclude.LoadObject(aRoot);
     auto global = [&](xml::PXMLNode c, std::string_view aName) {
-        if (aName == "include" || aName == "redefine" || aName == "import") {
-            const int subType = aName == "include" ? 0 : (aName == "redefine" ? 1 : 2);
-            FPending.push_back(Pending{Attr(c, "schemaLocation"), subType, subType == 2 ? Attr(c, "namespace") : std::string()});
-        } else if (aName == "element") {
+        if (aName == "element") {
             FElements.Add(std::make_unique<TXSDElement>(this, this))->LoadObject(c);
         } else if (aName == "complexType") {
             FComplexTypes.Add(std::make_unique<TXSDComplexType>(this, this))->LoadObject(c);
@@ -678,17 +759,17 @@ void TXSDLibrary::ApplyTypedObjects() {
 }
 
 TXSDCustomObject* TXSDLibrary::FindOwnType(std::string_view aLocalName) const {
-    for (const auto& t : FComplexTypes)
-        if (SameText(t->Name(), aLocalName)) return t.get();
-    for (const auto& t : FSimpleTypes)
-        if (SameText(t->Name(), aLocalName)) return t.get();
+    for (TXSDComplexType* t : FComplexTypes)
+        if (SameText(t->Name(), aLocalName)) return t;
+    for (TXSDSimpleType* t : FSimpleTypes)
+        if (SameText(t->Name(), aLocalName)) return t;
     return nullptr;
 }
 
 TXSDCustomObject* TXSDLibrary::FindOwnRef(std::string_view aLocalName, TRefKind aKind) const {
     auto find = [&](const auto& aList) -> TXSDCustomObject* {
         for (const auto& o : aList)
-            if (SameText(o->Name(), aLocalName)) return o.get();
+            if (SameText(o->Name(), aLocalName)) return &*o;
         return nullptr;
     };
     switch (aKind) {
@@ -712,8 +793,8 @@ TXSDCustomObject* SearchIncludes(const TXSDLibrary* aStart, F&& aFind) {
         stack.pop_back();
         if (!visited.insert(lib).second) continue;
         if (TXSDCustomObject* found = aFind(lib)) return found;
-        const auto& inc = lib->Include();
-        for (auto it = inc.rbegin(); it != inc.rend(); ++it) stack.push_back(*it);
+        const TXSDIncludeCollection& inc = lib->Include();
+        for (int i = inc.Count() - 1; i >= 0; --i) stack.push_back(inc.Items(i));
     }
     return nullptr;
 }
@@ -744,10 +825,11 @@ TXSDCustomObject* TXSDLibrary::GetRefByName(std::string_view aName, TRefKind aKi
 
 const TXSDLibrary* TXSDLibrary::GetLibraryByAlias(std::string_view aPrefix) const {
     const TXSDLibrary* self = nullptr;
-    for (const TXSDLibraryNameSpaceAlias& a : FAliasList) {
+    for (int i = 0; i < FAliasList.Count(); ++i) {
+        const TXSDLibraryNameSpaceAlias& a = *FAliasList.Items(i);
         if (a.Prefix != aPrefix) continue;
         for (const TXSDLibrary* inc : FInclude)
-            if (inc->LibraryNameSpace() == a.NameSpace) return inc;
+            if (inc->NameSpace() == a.NameSpace) return inc;
         if (a.NameSpace == FtargetNamespace) self = this;
     }
     return self;
@@ -765,9 +847,9 @@ TXSDElement* TXSDLibrary::GetXSDElementByXPath(std::string_view aPath) const {
         if (part.empty()) continue;
         TXSDElement* next = nullptr;
         if (first) {
-            for (const auto& e : FElements)
+            for (TXSDElement* e : FElements)
                 if (e->XPathName() == part) {
-                    next = e.get();
+                    next = e;
                     break;
                 }
             first = false;
@@ -840,35 +922,36 @@ TXSDLibrary* TXSDLibraries::Load(const std::string& aFileName, const std::string
     std::error_code ec;
     if (!aBuffer && !fs::is_regular_file(aFileName, ec)) throw EXSDError("Отсутствует файл схемы: " + aFileName);
     if (TXSDLibrary* known = Find(KeyOf(aFileName))) return known;
-    const size_t first = fLibraries.size();
-    auto add = [&](const std::string& aPath, int aSubType) {
-        fLibraries.push_back(std::make_unique<TXSDLibrary>(this, aPath, aSubType));
-        fByPath.emplace(KeyOf(aPath), fLibraries.back().get());
-        return fLibraries.back().get();
-    };
-    add(aFileName, 0);
+    const int first = Count();
+    Add(aFileName, 0);
     // Files are read in the order they are met; a file met again is only referred to, so
     // cycles end and no file is read twice. No recursion: a chain of any length loads.
-    for (size_t i = first; i < fLibraries.size(); ++i) {
-        TXSDLibrary* lib = fLibraries[i].get();
+    for (int i = first; i < Count(); ++i) {
+        TXSDLibrary* lib = Items(i);
         lib->LoadDocument(i == first ? aBuffer : nullptr);
-        for (const TXSDLibrary::Pending& p : lib->FPending) {
+        for (const TXSDIncludeCollection::TLocation& p : lib->FInclude.Locations()) {
             if (p.fLocation.empty()) continue;  // an import without a location loads nothing
             if (p.fLocation.find("://") != std::string::npos) throw EXSDError("Отсутствует файл схемы: " + p.fLocation);
             const std::string path = ResolveLocation(lib->XSDFileName(), p.fLocation);
             TXSDLibrary* target = Find(KeyOf(path));
             if (!target) {
                 if (!fs::is_regular_file(path, ec)) throw EXSDError("Отсутствует файл схемы: " + path);
-                target = add(path, p.fSubType);
+                target = Add(path, p.fSubType);
                 target->FNameSpace = p.fNameSpace;
             }
-            lib->FInclude.push_back(target);
+            lib->FInclude.AddRef(target);
         }
-        lib->FPending.clear();
+        lib->FInclude.ForgetLocations();
     }
     // Typing runs once every file is there.
-    for (size_t i = first; i < fLibraries.size(); ++i) fLibraries[i]->ApplyTypedObjects();
-    return fLibraries[first].get();
+    for (int i = first; i < Count(); ++i) Items(i)->ApplyTypedObjects();
+    return Items(first);
+}
+
+TXSDLibrary* TXSDLibraries::Add(const std::string& aPath, int aSubType) {
+    auto* lib = static_cast<TXSDLibrary*>(AddItem(std::make_unique<TXSDLibrary>(this, aPath, aSubType)));
+    fByPath.emplace(KeyOf(aPath), lib);
+    return lib;
 }
 
 TXSDLibrary* TcsXSDLibCache::GetLibByFilePath(const std::string& aFileName) {
@@ -903,6 +986,18 @@ TCS_PROPERTIES(TXSDObject, TXSDCustomObject, Property("RefXPath", &TXSDObject::R
                Property("AnnotationText", &TXSDObject::AnnotationText), Property("Level", &TXSDObject::Level),
                Property("MayHaveValue", &TXSDObject::MayHaveValue), Property("HasChildItems", &TXSDObject::HasChildItems),
                Property("NameSpace", &TXSDObject::NameSpace), Property("NameSpaceAlias", &TXSDObject::NameSpaceAlias))
+TCS_PROPERTIES(TXSDObjectCollection, TXSDObject, Property("Count", &TXSDObjectCollection::Count))
+TCS_PROPERTIES(TXSDElementKeyCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDEnumerationCollection, TXSDObjectCollection, Property("MaxLength", &TXSDEnumerationCollection::MaxLength))
+TCS_PROPERTIES(TXSDPatternCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDTypedCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDIncludeCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDAttributeCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDAnnotationCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDComplexTypeCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDSimpleTypeCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDAttributeGroupCollection, TXSDObjectCollection)
+TCS_PROPERTIES(TXSDElementCollection, TXSDObjectCollection)
 TCS_PROPERTIES(TXSDValueFacet, TXSDObject, Property("Value", &TXSDValueFacet::Value))
 TCS_PROPERTIES(TXSDRestriction, TXSDObject, Property("base", &TXSDRestriction::base),
                Property("firstBase", &TXSDRestriction::firstBase), Field("minExclusive", &TXSDRestriction::minExclusive),
@@ -910,31 +1005,44 @@ TCS_PROPERTIES(TXSDRestriction, TXSDObject, Property("base", &TXSDRestriction::b
                Field("maxInclusive", &TXSDRestriction::maxInclusive), Field("totalDigits", &TXSDRestriction::totalDigits),
                Field("fractionDigits", &TXSDRestriction::fractionDigits), Field("length", &TXSDRestriction::length),
                Field("minLength", &TXSDRestriction::minLength), Field("maxLength", &TXSDRestriction::maxLength),
+               ObjectProperty("enumeration", &TXSDRestriction::enumeration), ObjectProperty("pattern", &TXSDRestriction::pattern),
                Property("PatternText", &TXSDRestriction::PatternText))
 TCS_PROPERTIES(TXSDSimpleType, TXSDObject, ObjectProperty("Restruction", &TXSDSimpleType::Restruction))
 TCS_PROPERTIES(TXSDAttribute, TXSDObject, ObjectProperty("SimpleType", &TXSDAttribute::SimpleType),
                Field("default", &TXSDAttribute::default_), Field("fixed", &TXSDAttribute::fixed), Field("use", &TXSDAttribute::use),
                ObjectProperty("Restruction", &TXSDAttribute::Restruction))
-TCS_PROPERTIES(TXSDAttributeGroup, TXSDObject)
-TCS_PROPERTIES(TXSDElementObjectCollection, TXSDObject, Property("CollectionType", &TXSDElementObjectCollection::CollectionType),
+TCS_PROPERTIES(TXSDAttributeGroup, TXSDObject, ObjectProperty("Attributes", &TXSDAttributeGroup::Attributes))
+TCS_PROPERTIES(TXSDElementObjectCollection, TXSDObjectCollection, Property("CollectionType", &TXSDElementObjectCollection::CollectionType),
                Field("minOccurs", &TXSDElementObjectCollection::minOccurs), Field("maxOccurs", &TXSDElementObjectCollection::maxOccurs))
 TCS_PROPERTIES(TXSDContentDerivation, TXSDObject, Property("base", &TXSDContentDerivation::base),
-               ObjectProperty("Collection", &TXSDContentDerivation::Collection))
+               ObjectProperty("Collection", &TXSDContentDerivation::Collection),
+               ObjectProperty("Attributes", &TXSDContentDerivation::Attributes))
 TCS_PROPERTIES(TXSDContent, TXSDObject, ObjectProperty("Derivation", &TXSDContent::Derivation))
 TCS_PROPERTIES(TXSDComplexType, TXSDObject, ObjectProperty("Collection", &TXSDComplexType::Collection),
                ObjectProperty("SimpleContent", &TXSDComplexType::SimpleContent),
                ObjectProperty("ComplexContent", &TXSDComplexType::ComplexContent),
-               Field("defaultAttributesApply", &TXSDComplexType::defaultAttributesApply), Field("mixed", &TXSDComplexType::mixed))
-TCS_PROPERTIES(TXSDElementKey, TXSDObject, Field("Kind", &TXSDElementKey::Kind), Field("refer", &TXSDElementKey::refer),
-               Field("Selector", &TXSDElementKey::Selector))
+               Field("defaultAttributesApply", &TXSDComplexType::defaultAttributesApply), Field("mixed", &TXSDComplexType::mixed),
+               ObjectProperty("Attributes", &TXSDComplexType::Attributes))
+TCS_PROPERTIES(TXSDElementKeyLook, TXSDObject, Property("xpath", &TXSDElementKeyLook::xpath))
+TCS_PROPERTIES(TXSDElementKey, TXSDObject, Property("Kind", &TXSDElementKey::Kind), Property("refer", &TXSDElementKey::refer),
+               ObjectProperty("Selector", &TXSDElementKey::Selector))
 TCS_PROPERTIES(TXSDElement, TXSDObject, Field("Fixed", &TXSDElement::Fixed), Field("Abstract", &TXSDElement::Abstract),
                Field("default", &TXSDElement::default_), Property("ElementType", &TXSDElement::ElementType),
                Field("maxOccurs", &TXSDElement::maxOccurs), Field("minOccurs", &TXSDElement::minOccurs),
                Field("nillable", &TXSDElement::nillable), Field("substitutionGroup", &TXSDElement::substitutionGroup),
-               ObjectProperty("SimpleType", &TXSDElement::SimpleType), ObjectProperty("complexType", &TXSDElement::complexType),
-               Property("IsFixed", &TXSDElement::IsFixed))
+               ObjectProperty("SimpleType", &TXSDElement::SimpleType), ObjectProperty("Attributes", &TXSDElement::Attributes),
+               ObjectProperty("complexType", &TXSDElement::complexType), ObjectProperty("Keys", &TXSDElement::Keys),
+               Property("IsFixed", &TXSDElement::IsFixed), ObjectProperty("Collection", &TXSDElement::Collection),
+               ObjectProperty("ChildElements", &TXSDElement::ChildElements))
 TCS_PROPERTIES(TXSDLibrary, TXSDObject, Property("LibrarySubType", &TXSDLibrary::LibrarySubType),
-               Property("XSDFileName", &TXSDLibrary::XSDFileName), Property("targetNamespace", &TXSDLibrary::targetNamespace),
-               Property("XSDPref", &TXSDLibrary::XSDPref))
+               Property("XSDFileName", &TXSDLibrary::XSDFileName), Property("GlobalNameSpace", &TXSDLibrary::GlobalNameSpace),
+               Property("targetNamespace", &TXSDLibrary::targetNamespace), Property("NameSpace", &TXSDLibrary::NameSpace),
+               Property("XSDPref", &TXSDLibrary::XSDPref), ObjectProperty("Include", &TXSDLibrary::Include),
+               ObjectProperty("Elements", &TXSDLibrary::Elements), ObjectProperty("Annotations", &TXSDLibrary::Annotations),
+               ObjectProperty("ComplexTypes", &TXSDLibrary::ComplexTypes), ObjectProperty("SimpleTypes", &TXSDLibrary::SimpleTypes),
+               ObjectProperty("AttributeGroups", &TXSDLibrary::AttributeGroups),
+               ObjectProperty("TypedObjs", &TXSDLibrary::TypedObjs))
+TCS_PROPERTIES(TXSDLibraryNameSpaceAlias, TcsPersistent, Field("Prefix", &TXSDLibraryNameSpaceAlias::Prefix),
+               Field("NameSpace", &TXSDLibraryNameSpaceAlias::NameSpace))
 
 }  // namespace tmi

@@ -149,7 +149,7 @@ public:
     [[nodiscard]] int Level() const;
     [[nodiscard]] virtual bool MayHaveValue() const { return false; }
     [[nodiscard]] virtual bool HasChildItems() const { return false; }
-    [[nodiscard]] std::string NameSpace() const;
+    [[nodiscard]] virtual std::string NameSpace() const;
     [[nodiscard]] std::string NameSpaceAlias() const;
     // The meaning of a code: the documentation of the enumeration whose value it is; empty
     // when the object has no such enumeration.
@@ -160,7 +160,65 @@ protected:
     std::unique_ptr<TXSDAnnotation> FAnnotation;
 };
 
-// A list of schema objects owned by the list.
+// A list of schema objects: objects it owns, or links to objects that live elsewhere (the
+// files an include list names, the objects a library types).
+class TXSDObjectCollection : public TXSDObject {
+    XSD_PERSISTENT(TXSDObjectCollection)
+public:
+    using TXSDObject::TXSDObject;
+    [[nodiscard]] bool IsCollection() const override { return true; }
+    [[nodiscard]] int Count() const noexcept { return static_cast<int>(FList.size()); }
+    // Raises EListError outside the list.
+    [[nodiscard]] TXSDCustomObject* GetItems(int aIndex) const;
+    virtual void Clear();
+
+protected:
+    TXSDCustomObject* AddObject(std::unique_ptr<TXSDCustomObject> aItem);
+    void AddLink(TXSDCustomObject* aItem) { FList.push_back(aItem); }
+    std::vector<TXSDCustomObject*> FList;
+
+private:
+    std::vector<std::unique_ptr<TXSDCustomObject>> FOwned;
+};
+
+// A collection whose items are all of one class, walked as pointers to it.
+template <class T, class Base = TXSDObjectCollection>
+class TXSDCollectionOf : public Base {
+public:
+    using Base::Base;
+    T* Add(std::unique_ptr<T> aItem) { return static_cast<T*>(this->AddObject(std::move(aItem))); }
+    void AddRef(T* aItem) { this->AddLink(aItem); }
+    [[nodiscard]] T* Items(int aIndex) const { return static_cast<T*>(this->GetItems(aIndex)); }
+
+    class const_iterator {
+    public:
+        using iterator_category = std::forward_iterator_tag;
+        using value_type = T*;
+        using difference_type = std::ptrdiff_t;
+        using pointer = T* const*;
+        using reference = T*;
+        const_iterator() = default;
+        explicit const_iterator(std::vector<TXSDCustomObject*>::const_iterator aAt) : fAt(aAt) {}
+        T* operator*() const { return static_cast<T*>(*fAt); }
+        const_iterator& operator++() {
+            ++fAt;
+            return *this;
+        }
+        const_iterator operator++(int) {
+            const_iterator was = *this;
+            ++fAt;
+            return was;
+        }
+        bool operator==(const const_iterator& aOther) const { return fAt == aOther.fAt; }
+
+    private:
+        std::vector<TXSDCustomObject*>::const_iterator fAt;
+    };
+    [[nodiscard]] const_iterator begin() const { return const_iterator(this->FList.begin()); }
+    [[nodiscard]] const_iterator end() const { return const_iterator(this->FList.end()); }
+};
+
+// A list owned by its holder and not published: inline members, references to groups.
 template <class T>
 class TXSDOwnedList {
 public:
@@ -172,11 +230,18 @@ public:
     [[nodiscard]] T* Items(int aIndex) const { return fItems.at(static_cast<size_t>(aIndex)).get(); }
     [[nodiscard]] auto begin() const { return fItems.begin(); }
     [[nodiscard]] auto end() const { return fItems.end(); }
-    void Clear() { fItems.clear(); }
 
 private:
     std::vector<std::unique_ptr<T>> fItems;
 };
+
+// The lists a schema's objects keep, one class for each kind of item.
+#define XSD_COLLECTION(Class, Item)                                \
+    class Class : public TXSDCollectionOf<Item> {                  \
+        XSD_PERSISTENT(Class)                                      \
+    public:                                                        \
+        using TXSDCollectionOf<Item>::TXSDCollectionOf;            \
+    };
 
 // A facet that is one value: an enumeration or a pattern.
 class TXSDValueFacet : public TXSDObject {
@@ -204,6 +269,23 @@ public:
     [[nodiscard]] std::string ClassName() const override { return "TXSDPattern"; }
 };
 
+XSD_COLLECTION(TXSDPatternCollection, TXSDPattern)
+
+// The enumerations of a restriction; knows the length of its longest value.
+class TXSDEnumerationCollection : public TXSDCollectionOf<TXSDEnumeration> {
+    XSD_PERSISTENT(TXSDEnumerationCollection)
+public:
+    using TXSDCollectionOf<TXSDEnumeration>::TXSDCollectionOf;
+    // Takes the length of a loaded enumeration's value into MaxLength.
+    void Measure(const TXSDEnumeration& aItem);
+    // In characters of the longest value as written.
+    [[nodiscard]] int MaxLength() const noexcept { return FMaxLength; }
+    void Clear() override;
+
+private:
+    int FMaxLength = 0;
+};
+
 // A simple type's restriction: its base, its facets, its enumerations and patterns.
 class TXSDRestriction : public TXSDObject {
     XSD_PERSISTENT(TXSDRestriction)
@@ -217,13 +299,13 @@ public:
     [[nodiscard]] std::string firstBase() const;
     std::string minExclusive, minInclusive, maxExclusive, maxInclusive, totalDigits, fractionDigits, length, minLength,
         maxLength;
-    [[nodiscard]] const TXSDOwnedList<TXSDEnumeration>& enumeration() const noexcept { return FEnumerations; }
-    [[nodiscard]] const TXSDOwnedList<TXSDPattern>& pattern() const noexcept { return FPatterns; }
+    [[nodiscard]] const TXSDEnumerationCollection& enumeration() const noexcept { return FEnumerations; }
+    [[nodiscard]] const TXSDPatternCollection& pattern() const noexcept { return FPatterns; }
     [[nodiscard]] std::string PatternText() const;
 
 private:
-    TXSDOwnedList<TXSDEnumeration> FEnumerations;
-    TXSDOwnedList<TXSDPattern> FPatterns;
+    TXSDEnumerationCollection FEnumerations{FLibrary, this};
+    TXSDPatternCollection FPatterns{FLibrary, this};
     std::unique_ptr<TXSDSimpleType> FInlineBase;  // a simpleType inside the restriction
 };
 
@@ -264,7 +346,7 @@ private:
     std::unique_ptr<TXSDSimpleType> FSimpleType;
 };
 
-using TXSDAttributeCollection = TXSDOwnedList<TXSDAttribute>;
+XSD_COLLECTION(TXSDAttributeCollection, TXSDAttribute)
 
 class TXSDAttributeGroup : public TXSDObject {
     XSD_PERSISTENT(TXSDAttributeGroup)
@@ -277,21 +359,20 @@ protected:
     void AssignTypes() override;
 
 private:
-    TXSDAttributeCollection FAttributes;
+    TXSDAttributeCollection FAttributes{FLibrary, this};
     TXSDOwnedList<TXSDAttributeGroup> FGroupRefs;
 };
 
+XSD_COLLECTION(TXSDAttributeGroupCollection, TXSDAttributeGroup)
+
 // The contents of a sequence, all, choice, group or any: elements and nested lists in order.
-class TXSDElementObjectCollection : public TXSDObject {
+class TXSDElementObjectCollection : public TXSDCollectionOf<TXSDObject> {
     XSD_PERSISTENT(TXSDElementObjectCollection)
 public:
     TXSDElementObjectCollection(TXSDLibrary* aLibrary, TXSDCustomObject* aParent, TXSDCollectionType aType)
-        : TXSDObject(aLibrary, aParent), FCollectionType(aType) {}
+        : TXSDCollectionOf<TXSDObject>(aLibrary, aParent), FCollectionType(aType) {}
     void LoadObject(xml::PXMLNode aNode) override;
-    [[nodiscard]] bool IsCollection() const override { return true; }
     [[nodiscard]] TXSDCollectionType CollectionType() const noexcept { return FCollectionType; }
-    [[nodiscard]] int Count() const noexcept { return static_cast<int>(FItems.size()); }
-    [[nodiscard]] TXSDObject* Items(int aIndex) const { return FItems.at(static_cast<size_t>(aIndex)).get(); }
     std::string minOccurs = "1", maxOccurs = "1";
 
 protected:
@@ -299,7 +380,6 @@ protected:
 
 private:
     TXSDCollectionType FCollectionType;
-    std::vector<std::unique_ptr<TXSDObject>> FItems;
 };
 
 // Extension or restriction of a complex or simple content.
@@ -318,7 +398,7 @@ public:
 private:
     bool FExtension;
     std::unique_ptr<TXSDElementObjectCollection> FCollection;
-    TXSDAttributeCollection FAttributes;
+    TXSDAttributeCollection FAttributes{FLibrary, this};
     std::unique_ptr<TXSDRestriction> FRestriction;  // the facets of a simple content restriction
 };
 
@@ -338,20 +418,37 @@ public:
     [[nodiscard]] std::string ClassName() const override { return "TXSDSimpleContentExtension"; }
 };
 
-// complexContent or simpleContent: one derivation.
+// What complexContent and simpleContent share: one derivation.
 class TXSDContent : public TXSDObject {
     XSD_PERSISTENT(TXSDContent)
 public:
-    TXSDContent(TXSDLibrary* aLibrary, TXSDCustomObject* aParent, bool aSimple)
-        : TXSDObject(aLibrary, aParent), FSimple(aSimple) {}
     void LoadObject(xml::PXMLNode aNode) override;
     [[nodiscard]] bool IsSimple() const noexcept { return FSimple; }
     [[nodiscard]] TXSDContentDerivation* Derivation() const noexcept { return FDerivation.get(); }
+
+protected:
+    TXSDContent(TXSDLibrary* aLibrary, TXSDCustomObject* aParent, bool aSimple)
+        : TXSDObject(aLibrary, aParent), FSimple(aSimple) {}
 
 private:
     bool FSimple;
     std::unique_ptr<TXSDContentDerivation> FDerivation;
 };
+
+class TXSDComplexContent : public TXSDContent {
+public:
+    TXSDComplexContent(TXSDLibrary* aLibrary, TXSDCustomObject* aParent) : TXSDContent(aLibrary, aParent, false) {}
+    [[nodiscard]] std::string ClassName() const override { return "TXSDComplexContent"; }
+};
+
+class TXSDSimpleContent : public TXSDContent {
+public:
+    TXSDSimpleContent(TXSDLibrary* aLibrary, TXSDCustomObject* aParent) : TXSDContent(aLibrary, aParent, true) {}
+    [[nodiscard]] std::string ClassName() const override { return "TXSDSimpleContent"; }
+};
+
+class TXSDElement;
+XSD_COLLECTION(TXSDElementCollection, TXSDElement)
 
 class TXSDComplexType : public TXSDObject {
     XSD_PERSISTENT(TXSDComplexType)
@@ -368,15 +465,30 @@ public:
     bool mixed = false;
     bool defaultAttributesApply = true;
     // The child elements of content of this type, extension bases first, groups and element
-    // refs resolved; computed once, after typing.
-    [[nodiscard]] const std::vector<TXSDElement*>& ChildElements() const;
+    // refs resolved; computed once, after typing. The list only refers to them.
+    [[nodiscard]] const TXSDElementCollection& ChildElements() const;
 
 private:
     std::unique_ptr<TXSDElementObjectCollection> FCollection;
     std::unique_ptr<TXSDContent> FContent;
-    TXSDAttributeCollection FAttributes;
+    TXSDAttributeCollection FAttributes{FLibrary, this};
     TXSDOwnedList<TXSDAttributeGroup> FGroupRefs;
-    mutable std::unique_ptr<std::vector<TXSDElement*>> FChildElements;
+    mutable std::unique_ptr<TXSDElementCollection> FChildElements;
+};
+
+XSD_COLLECTION(TXSDComplexTypeCollection, TXSDComplexType)
+XSD_COLLECTION(TXSDSimpleTypeCollection, TXSDSimpleType)
+
+// The selector or a field of a key: the path it looks at.
+class TXSDElementKeyLook : public TXSDObject {
+    XSD_PERSISTENT(TXSDElementKeyLook)
+public:
+    using TXSDObject::TXSDObject;
+    void LoadObject(xml::PXMLNode aNode) override;
+    [[nodiscard]] const std::string& xpath() const noexcept { return FXpath; }
+
+private:
+    std::string FXpath;
 };
 
 // key, keyref or unique of an element.
@@ -385,9 +497,20 @@ class TXSDElementKey : public TXSDObject {
 public:
     using TXSDObject::TXSDObject;
     void LoadObject(xml::PXMLNode aNode) override;
-    std::string Kind, refer, Selector;
-    std::vector<std::string> Fields;
+    // "key", "keyref" or "unique".
+    [[nodiscard]] const std::string& Kind() const noexcept { return FKind; }
+    // The key a keyref refers to, as written.
+    [[nodiscard]] const std::string& refer() const noexcept { return Frefer; }
+    [[nodiscard]] TXSDElementKeyLook* Selector() const noexcept { return FSelector.get(); }
+    [[nodiscard]] const TXSDOwnedList<TXSDElementKeyLook>& Field() const noexcept { return FField; }
+
+private:
+    std::string FKind, Frefer;
+    std::unique_ptr<TXSDElementKeyLook> FSelector;
+    TXSDOwnedList<TXSDElementKeyLook> FField;
 };
+
+XSD_COLLECTION(TXSDElementKeyCollection, TXSDElementKey)
 
 class TXSDElement : public TXSDObject {
     XSD_PERSISTENT(TXSDElement)
@@ -398,7 +521,7 @@ public:
     [[nodiscard]] std::string GetTextValue(std::string_view aValue) const override;
     [[nodiscard]] TXSDDataType InternalDataType() const override;
     [[nodiscard]] bool MayHaveValue() const override;
-    [[nodiscard]] bool HasChildItems() const override { return !ChildElements().empty(); }
+    [[nodiscard]] bool HasChildItems() const override { return ChildElements().Count() > 0; }
     // The declaration the element stands for: itself, or the global element of its ref.
     [[nodiscard]] const TXSDElement& Target() const;
     [[nodiscard]] TXSDSimpleType* SimpleType() const noexcept { return FSimpleType.get(); }
@@ -406,8 +529,11 @@ public:
     // The complex type of the content: inline, or the linked type.
     [[nodiscard]] TXSDComplexType* ContentType() const;
     [[nodiscard]] std::string ElementType() const { return Target().FTypeName; }
-    [[nodiscard]] const std::vector<TXSDElement*>& ChildElements() const;
-    [[nodiscard]] const TXSDOwnedList<TXSDElementKey>& Keys() const noexcept { return FKeys; }
+    // The attributes and the content list its complex type declares; empty or nil without one.
+    [[nodiscard]] const TXSDAttributeCollection& Attributes() const;
+    [[nodiscard]] TXSDElementObjectCollection* Collection() const;
+    [[nodiscard]] const TXSDElementCollection& ChildElements() const;
+    [[nodiscard]] const TXSDElementKeyCollection& Keys() const noexcept { return FKeys; }
     [[nodiscard]] bool IsFixed() const noexcept { return !Fixed.empty(); }
     std::string Fixed, default_, minOccurs = "1", maxOccurs = "1", substitutionGroup;
     bool Abstract = false, nillable = false;
@@ -415,13 +541,55 @@ public:
 private:
     std::unique_ptr<TXSDSimpleType> FSimpleType;
     std::unique_ptr<TXSDComplexType> FComplexType;
-    TXSDOwnedList<TXSDElementKey> FKeys;
+    TXSDElementKeyCollection FKeys{FLibrary, this};
+};
+
+XSD_COLLECTION(TXSDAnnotationCollection, TXSDAnnotation)
+// Objects with a type or a ref, gathered as they load so the library can link them.
+XSD_COLLECTION(TXSDTypedCollection, TXSDCustomObject)
+
+// The files a library draws in, in the order written; the registry owns them, the list refers.
+class TXSDIncludeCollection : public TXSDCollectionOf<TXSDLibrary> {
+    XSD_PERSISTENT(TXSDIncludeCollection)
+public:
+    using TXSDCollectionOf<TXSDLibrary>::TXSDCollectionOf;
+    // Reads the include, redefine and import elements of a schema element; the registry
+    // resolves them once the file has loaded.
+    void LoadObject(xml::PXMLNode aNode) override;
+    // A location written in an include (LibrarySubType 0), redefine (1) or import (2).
+    struct TLocation {
+        std::string fLocation;
+        int fSubType;
+        std::string fNameSpace;  // an import's namespace
+    };
+    [[nodiscard]] const std::vector<TLocation>& Locations() const noexcept { return FLocations; }
+    void ForgetLocations() { FLocations.clear(); }
+
+private:
+    std::vector<TLocation> FLocations;
 };
 
 // One namespace prefix of a library.
-struct TXSDLibraryNameSpaceAlias {
+class TXSDLibraryNameSpaceAlias : public TcsPersistent {
+    XSD_PERSISTENT(TXSDLibraryNameSpaceAlias)
+public:
+    TXSDLibraryNameSpaceAlias(std::string aPrefix, std::string aNameSpace)
+        : Prefix(std::move(aPrefix)), NameSpace(std::move(aNameSpace)) {}
     std::string Prefix;
     std::string NameSpace;
+};
+
+// The prefixes a library's file declares, in the order met; a prefix declared again for
+// another namespace is a second entry.
+class TXSDLibraryNameSpaceAliasList : public TcsCustomList {
+public:
+    TXSDLibraryNameSpaceAliasList() : TcsCustomList(true) {}
+    [[nodiscard]] std::string ClassName() const override { return "TXSDLibraryNameSpaceAliasList"; }
+    [[nodiscard]] TXSDLibraryNameSpaceAlias* Items(int aIndex) const { return static_cast<TXSDLibraryNameSpaceAlias*>(Get(aIndex)); }
+    // Adds the pair unless it is there.
+    void Note(std::string_view aPrefix, std::string_view aNameSpace);
+    // The namespace of the first entry of that prefix; empty when none.
+    [[nodiscard]] std::string NameSpaceOf(std::string_view aPrefix) const;
 };
 
 // One schema file.
@@ -436,18 +604,21 @@ public:
     [[nodiscard]] bool Loaded() const noexcept { return FLoaded; }
     [[nodiscard]] const std::string& targetNamespace() const noexcept { return FtargetNamespace; }
     // The namespace the library was drawn in by (an import's namespace), else its target.
-    [[nodiscard]] const std::string& LibraryNameSpace() const noexcept { return FNameSpace.empty() ? FtargetNamespace : FNameSpace; }
+    [[nodiscard]] std::string NameSpace() const override { return FNameSpace.empty() ? FtargetNamespace : FNameSpace; }
+    // The namespace the file binds to no prefix.
+    [[nodiscard]] std::string GlobalNameSpace() const { return FAliasList.NameSpaceOf(""); }
     [[nodiscard]] const std::string& XSDPref() const noexcept { return FXSDPref; }
-    [[nodiscard]] const std::vector<TXSDLibrary*>& Include() const noexcept { return FInclude; }
-    [[nodiscard]] const TXSDOwnedList<TXSDElement>& Elements() const noexcept { return FElements; }
-    [[nodiscard]] const TXSDOwnedList<TXSDAnnotation>& Annotations() const noexcept { return FAnnotations; }
-    [[nodiscard]] const TXSDOwnedList<TXSDComplexType>& ComplexTypes() const noexcept { return FComplexTypes; }
-    [[nodiscard]] const TXSDOwnedList<TXSDSimpleType>& SimpleTypes() const noexcept { return FSimpleTypes; }
-    [[nodiscard]] const TXSDOwnedList<TXSDAttributeGroup>& AttributeGroups() const noexcept { return FAttributeGroups; }
+    [[nodiscard]] const TXSDIncludeCollection& Include() const noexcept { return FInclude; }
+    [[nodiscard]] const TXSDElementCollection& Elements() const noexcept { return FElements; }
+    [[nodiscard]] const TXSDAnnotationCollection& Annotations() const noexcept { return FAnnotations; }
+    [[nodiscard]] const TXSDComplexTypeCollection& ComplexTypes() const noexcept { return FComplexTypes; }
+    [[nodiscard]] const TXSDSimpleTypeCollection& SimpleTypes() const noexcept { return FSimpleTypes; }
+    [[nodiscard]] const TXSDAttributeGroupCollection& AttributeGroups() const noexcept { return FAttributeGroups; }
+    // Named groups and global attributes: what `group ref` and `attribute ref` point at.
     [[nodiscard]] const TXSDOwnedList<TXSDElementObjectCollection>& Groups() const noexcept { return FGroups; }
     [[nodiscard]] const TXSDAttributeCollection& GlobalAttributes() const noexcept { return FAttributes; }
-    [[nodiscard]] const std::vector<TXSDCustomObject*>& TypedObjs() const noexcept { return FTypedObjs; }
-    [[nodiscard]] const std::vector<TXSDLibraryNameSpaceAlias>& Aliases() const noexcept { return FAliasList; }
+    [[nodiscard]] const TXSDTypedCollection& TypedObjs() const noexcept { return FTypedObjs; }
+    [[nodiscard]] const TXSDLibraryNameSpaceAliasList& Aliases() const noexcept { return FAliasList; }
     [[nodiscard]] int EnumerationCount() const noexcept { return FEnumerationCount; }
 
     // A type by its name as written: a complex type before a simple type of the same name;
@@ -467,8 +638,8 @@ public:
     [[nodiscard]] bool IsSchemaNode(xml::PXMLNode aNode) const;
     // The namespace a prefix of a name written in this file stands for.
     [[nodiscard]] std::string NameSpaceOfPrefix(std::string_view aPrefix) const;
-    void NoteAlias(std::string_view aPrefix, std::string_view aNameSpace);
-    void AddTyped(TXSDCustomObject* aObject) { FTypedObjs.push_back(aObject); }
+    void NoteAlias(std::string_view aPrefix, std::string_view aNameSpace) { FAliasList.Note(aPrefix, aNameSpace); }
+    void AddTyped(TXSDCustomObject* aObject) { FTypedObjs.AddRef(aObject); }
     void CountEnumeration() { ++FEnumerationCount; }
     [[nodiscard]] TXSDLibraries& Registry() const noexcept { return *FRegistry; }
 
@@ -489,23 +660,16 @@ private:
     int FLibrarySubType;
     bool FLoaded = false;
     std::string FtargetNamespace, FNameSpace, FXSDPref;
-    std::vector<TXSDLibrary*> FInclude;
-    // The locations and kinds of this file's include, redefine and import elements.
-    struct Pending {
-        std::string fLocation;
-        int fSubType;
-        std::string fNameSpace;
-    };
-    std::vector<Pending> FPending;
-    TXSDOwnedList<TXSDElement> FElements;
-    TXSDOwnedList<TXSDAnnotation> FAnnotations;
-    TXSDOwnedList<TXSDComplexType> FComplexTypes;
-    TXSDOwnedList<TXSDSimpleType> FSimpleTypes;
-    TXSDOwnedList<TXSDAttributeGroup> FAttributeGroups;
+    TXSDIncludeCollection FInclude{this, this};
+    TXSDElementCollection FElements{this, this};
+    TXSDAnnotationCollection FAnnotations{this, this};
+    TXSDComplexTypeCollection FComplexTypes{this, this};
+    TXSDSimpleTypeCollection FSimpleTypes{this, this};
+    TXSDAttributeGroupCollection FAttributeGroups{this, this};
     TXSDOwnedList<TXSDElementObjectCollection> FGroups;
-    TXSDAttributeCollection FAttributes;
-    std::vector<TXSDCustomObject*> FTypedObjs;
-    std::vector<TXSDLibraryNameSpaceAlias> FAliasList;
+    TXSDAttributeCollection FAttributes{this, this};
+    TXSDTypedCollection FTypedObjs{this, this};
+    TXSDLibraryNameSpaceAliasList FAliasList;
     int FEnumerationCount = 0;
     // Paths looked up by a view of the text, without a copy.
     struct PathHash {
@@ -516,20 +680,18 @@ private:
 };
 
 // The files of one root load: owns every library, one per file however it is spelt.
-class TXSDLibraries {
+class TXSDLibraries : public TcsCustomList {
 public:
-    TXSDLibraries() = default;
-    TXSDLibraries(const TXSDLibraries&) = delete;
-    TXSDLibraries& operator=(const TXSDLibraries&) = delete;
+    TXSDLibraries() : TcsCustomList(true) {}
+    [[nodiscard]] std::string ClassName() const override { return "TXSDLibraries"; }
 
     // Loads the root and all it draws in, then types them all. Raises EXSDError naming the
     // file for a missing, unreadable or non-schema file.
     TXSDLibrary* LoadXSD(const std::string& aFileName);
     // The same from a buffer in memory named aName; its includes are read from aName's folder.
     TXSDLibrary* LoadXSDFromResource(const std::string& aName, std::string_view aText);
-    [[nodiscard]] int Count() const noexcept { return static_cast<int>(fLibraries.size()); }
-    [[nodiscard]] TXSDLibrary* Items(int aIndex) const { return fLibraries.at(static_cast<size_t>(aIndex)).get(); }
-    [[nodiscard]] TXSDLibrary* Root() const noexcept { return fLibraries.empty() ? nullptr : fLibraries.front().get(); }
+    [[nodiscard]] TXSDLibrary* Items(int aIndex) const { return static_cast<TXSDLibrary*>(Get(aIndex)); }
+    [[nodiscard]] TXSDLibrary* Root() const { return Count() == 0 ? nullptr : Items(0); }
     // The library of a file already in the registry, by its resolved path.
     [[nodiscard]] TXSDLibrary* Find(const std::string& aPath) const;
 
@@ -542,7 +704,7 @@ public:
 
 private:
     TXSDLibrary* Load(const std::string& aFileName, const std::string* aBuffer);
-    std::vector<std::unique_ptr<TXSDLibrary>> fLibraries;
+    TXSDLibrary* Add(const std::string& aPath, int aSubType);
     std::unordered_map<std::string, TXSDLibrary*> fByPath;
 };
 

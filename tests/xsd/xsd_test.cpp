@@ -94,15 +94,15 @@ TEST_F(Xsd, ConstructsIncludesImportsAndLookups) {
     // The include's other letter case finds the file; its include back to main is the same
     // library, so the cycle ends; the import without a location loads nothing.
     ASSERT_EQ(set.Count(), 3);
-    EXPECT_EQ(root->Include().size(), 2u);
-    EXPECT_EQ(set.Items(1)->Include()[0], root);
+    EXPECT_EQ(root->Include().Count(), 2);
+    EXPECT_EQ(set.Items(1)->Include().Items(0), root);
     EXPECT_EQ(set.Items(2)->XSDPref(), "");
 
     // Extension bases first, group contents, element refs, imported types.
     auto child = [&](const char* aPath) { return root->GetXSDElementByXPath(aPath); };
     ASSERT_NE(child("/Root/A/A1"), nullptr);
-    EXPECT_EQ(child("/Root/A")->ChildElements().size(), 2u);
-    EXPECT_EQ(child("/Root/A")->ChildElements()[0]->Name(), "A1");
+    EXPECT_EQ(child("/Root/A")->ChildElements().Count(), 2);
+    EXPECT_EQ(child("/Root/A")->ChildElements().Items(0)->Name(), "A1");
     EXPECT_EQ(child("/Root/A/A2")->InternalDataType(), vtInteger);
     ASSERT_NE(child("/Root/Glob"), nullptr);
     EXPECT_EQ(child("/Root/Glob")->maxOccurs, "unbounded");
@@ -150,6 +150,96 @@ TEST_F(Xsd, ConstructsIncludesImportsAndLookups) {
     EXPECT_TRUE(child("/Root/E")->PropertyTable().Find("Name"));
     EXPECT_TRUE(child("/Root/E")->SimpleType()->PropertyTable().Find("Restruction"));
     EXPECT_EQ(TcsSupportPropertyObject(*child("/Root/E")).GetPropertyValueByName("Name").AsString(), "E");
+}
+
+// A caller that knows only published names (a property grid, a script) reaches every list
+// of a library and the objects in it, each of its own class.
+TEST_F(Xsd, TheModelIsWalkedThroughItsPublishedNames) {
+    const std::string main = Write("main.xsd", Schema(kMain, "targetNamespace=\"urn:m\" xmlns:m=\"urn:m\" xmlns:o=\"urn:o\""));
+    Write("sub/types.xsd", Schema(kTypes, "targetNamespace=\"urn:m\" xmlns:m=\"urn:m\""));
+    Write("other.xsd", kOther);
+    Write("keys.xsd", Schema("<xs:element name=\"K\"><xs:complexType><xs:simpleContent><xs:extension base=\"xs:string\">"
+                             "<xs:attribute name=\"a\" type=\"xs:int\" use=\"required\"/></xs:extension></xs:simpleContent>"
+                             "</xs:complexType><xs:key name=\"k1\"><xs:selector xpath=\".//R\"/><xs:field xpath=\"@id\"/>"
+                             "<xs:field xpath=\"@n\"/></xs:key><xs:keyref name=\"r1\" refer=\"k1\"><xs:selector xpath=\"Q\"/>"
+                             "<xs:field xpath=\"@ref\"/></xs:keyref></xs:element>"));
+    TXSDLibraries set;
+    TXSDLibrary* root = set.LoadXSD(main);
+    auto object = [](TcsPersistent* aObject, const char* aName) {
+        return TcsSupportPropertyObject(*aObject).GetObjectProperty(aName);
+    };
+    auto value = [](TcsPersistent* aObject, const char* aName) {
+        return TcsSupportPropertyObject(*aObject).GetPropertyValueByName(aName);
+    };
+    struct Expected {
+        const char* fList;
+        const char* fListClass;
+        int fCount;
+    };
+    // The root's own lists and the include list of two files (the import without a location
+    // is not one of them).
+    for (const Expected& e : {Expected{"Include", "TXSDIncludeCollection", 2}, Expected{"Elements", "TXSDElementCollection", 1},
+                              Expected{"Annotations", "TXSDAnnotationCollection", 0},
+                              Expected{"ComplexTypes", "TXSDComplexTypeCollection", 0},
+                              Expected{"SimpleTypes", "TXSDSimpleTypeCollection", 0},
+                              Expected{"AttributeGroups", "TXSDAttributeGroupCollection", 0},
+                              Expected{"TypedObjs", "TXSDTypedCollection", 8}}) {
+        TcsPersistent* list = object(root, e.fList);
+        ASSERT_NE(list, nullptr) << e.fList;
+        EXPECT_EQ(list->ClassName(), e.fListClass);
+        EXPECT_EQ(value(list, "Count").AsInteger(), e.fCount) << e.fList;
+        EXPECT_TRUE(dynamic_cast<TXSDObjectCollection*>(list)->IsCollection());
+    }
+    TXSDLibrary* types = root->Include().Items(0);
+    EXPECT_EQ(types->ComplexTypes().Count(), 3);
+    EXPECT_EQ(types->SimpleTypes().Count(), 3);
+    EXPECT_EQ(value(root, "NameSpace").AsString(), "urn:m");
+    EXPECT_EQ(value(set.Items(2), "NameSpace").AsString(), "urn:o");  // the import's namespace
+    EXPECT_EQ(value(set.Items(2), "GlobalNameSpace").AsString(), "http://www.w3.org/2001/XMLSchema");
+    EXPECT_EQ(value(set.Items(2), "LibrarySubType").AsInteger(), 2);
+    EXPECT_EQ(value(types, "LibrarySubType").AsInteger(), 0);
+
+    // An element: its children, content list and attributes come from its complex type.
+    TXSDElement* r = root->GetXSDElementByXPath("/Root");
+    auto* children = dynamic_cast<TXSDElementCollection*>(object(r, "ChildElements"));
+    ASSERT_NE(children, nullptr);
+    EXPECT_EQ(children->Count(), 7);  // A, Glob, the group's C, the choice's D and E, Code, Amount
+    EXPECT_EQ(children->Items(2)->Name(), "C");
+    TcsPersistent* collection = object(r, "Collection");
+    ASSERT_NE(collection, nullptr);
+    EXPECT_EQ(collection->ClassName(), "TXSDElementObjectCollection");
+    EXPECT_EQ(value(collection, "Count").AsInteger(), 6);  // the group and the choice are one item each
+    EXPECT_EQ(object(r, "Attributes")->ClassName(), "TXSDAttributeCollection");
+    // The restriction's enumerations and the length of the longest code.
+    TcsPersistent* restriction = object(root->GetXSDElementByXPath("/Root/E")->SimpleType(), "Restruction");
+    TcsPersistent* enumerations = object(restriction, "enumeration");
+    EXPECT_EQ(enumerations->ClassName(), "TXSDEnumerationCollection");
+    EXPECT_EQ(value(enumerations, "Count").AsInteger(), 2);
+    EXPECT_EQ(value(enumerations, "MaxLength").AsInteger(), 1);
+    EXPECT_EQ(object(restriction, "pattern")->ClassName(), "TXSDPatternCollection");
+    EXPECT_EQ(types->SimpleTypes().Items(2)->Restruction()->enumeration().Items(0)->ClassName(), "TXSDEnumeration");
+    EXPECT_EQ(types->ComplexTypes().Items(1)->ComplexContent()->ClassName(), "TXSDComplexContent");
+    EXPECT_EQ(types->ComplexTypes().Items(1)->ComplexContent()->Derivation()->ClassName(), "TXSDComplexContentExtension");
+
+    // Keys, their selectors and fields; simple content with an attribute.
+    TXSDLibraries keysSet;
+    TXSDElement* k = keysSet.LoadXSD((fRoot / "keys.xsd").string())->GetXSDElementByXPath("/K");
+    ASSERT_NE(k, nullptr);
+    TcsPersistent* keys = object(k, "Keys");
+    EXPECT_EQ(keys->ClassName(), "TXSDElementKeyCollection");
+    ASSERT_EQ(k->Keys().Count(), 2);
+    const TXSDElementKey* key = k->Keys().Items(0);
+    EXPECT_EQ(key->Kind(), "key");
+    EXPECT_EQ(value(object(k->Keys().Items(0), "Selector"), "xpath").AsString(), ".//R");
+    EXPECT_EQ(key->Selector()->ClassName(), "TXSDElementKeyLook");
+    ASSERT_EQ(key->Field().Count(), 2);
+    EXPECT_EQ(key->Field().Items(1)->xpath(), "@n");
+    EXPECT_EQ(value(k->Keys().Items(1), "refer").AsString(), "k1");
+    EXPECT_EQ(k->complexType()->SimpleContent()->ClassName(), "TXSDSimpleContent");
+    EXPECT_EQ(k->complexType()->SimpleContent()->Derivation()->ClassName(), "TXSDSimpleContentExtension");
+    EXPECT_EQ(k->ChildElements().Count(), 0);
+    EXPECT_TRUE(k->MayHaveValue());
+    EXPECT_EQ(k->InternalDataType(), vtString);
 }
 
 TEST_F(Xsd, PathsAreKeptAndSetsAreCached) {
@@ -236,7 +326,7 @@ TEST_F(Xsd, HostileShapesFinish) {
     TXSDLibraries loopSet;
     TXSDLibrary* root = loopSet.LoadXSD(loop);
     ASSERT_NE(root->GetXSDElementByXPath("/r/a/a/a"), nullptr);
-    EXPECT_EQ(root->GetXSDElementByXPath("/r")->ChildElements().size(), 1u);
+    EXPECT_EQ(root->GetXSDElementByXPath("/r")->ChildElements().Count(), 1);
     EXPECT_EQ(root->GetXSDElementByXPath("/s")->GetTextValue("x"), "");
     EXPECT_EQ(root->GetXSDElementByXPath("/s")->InternalDataType(), vtUnknown);
 }
