@@ -10,6 +10,7 @@
 #include <string>
 
 #include "PlanImportXML.h"
+#include "csMapInfoChooseProjection.h"
 #include "csClassifiers.h"
 #include "csPaths.h"
 #include "csProgressTerminal.h"
@@ -28,6 +29,10 @@ const char kUsage[] =
     "  --batch                 import every *.xml of the folder and its subfolders\n"
     "  --coordsys CLAUSE       the CoordSys line of the MIF headers\n"
     "                          (default: CoordSys NonEarth Units \"m\" Bounds (0,0) (10000000,10000000))\n"
+    "  --projection NAME       the coordinate system of the extract, by its name in the projection\n"
+    "                          catalogue (Apps/MapInfow.prj beside the program), as the console's\n"
+    "                          \"Проекция в XML\" button picks it: \"МСК-26 зона 2\"\n"
+    "  --list-projections [TEXT]  print the catalogue's categories and names (those holding TEXT)\n"
     "  --bounds                compute the bounds of the data and carry them into the clause\n"
     "  --objects               import construction objects\n"
     "  --centers               write the centres of round objects\n"
@@ -93,6 +98,54 @@ struct Summary {
     }
 };
 
+// The catalogue the console's button reads.
+std::string CatalogueFile(const TImportChoices& aChoices) {
+    return aChoices.AppPath + (Bitness() == 64 ? "Apps64/" : "Apps/") + "MapInfow.prj";
+}
+
+int ListProjections(const std::string& aFile, const std::string& aText) {
+    try {
+        std::string category;
+        for (const auto& e : TcsProjectionCatalog(aFile).Filter(aText)) {
+            if (e.Category != category) std::printf("%s\n", (category = e.Category).c_str());
+            std::printf("  %s\n", e.Entry.Name.c_str());
+        }
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "tmimport: %s\n", e.what());
+        return 1;
+    }
+    return 0;
+}
+
+// The header line of the named catalogue entry; a usage error with the close matches when
+// the name is unknown or names several entries.
+bool ProjectionLine(const std::string& aFile, const std::string& aName, std::string& aLine) {
+    try {
+        const TcsProjectionCatalog catalogue(aFile);
+        const auto found = catalogue.FindByName(aName);
+        if (found.size() == 1) {
+            TProjectionBounds bounds;
+            PrepareProjectionBounds(bounds);
+            aLine = CoordSysLineOfClause(found.front().Entry.Clause, bounds);
+            return true;
+        }
+        auto close = found.empty() ? catalogue.Filter(aName) : found;
+        if (close.empty()) {
+            // The first word alone: "МСК-26" for "МСК-26 зона 7".
+            close = catalogue.Filter(aName.substr(0, aName.find(' ')));
+        }
+        std::fprintf(stderr, "tmimport: %s projection \"%s\" in %s\n", found.empty() ? "no" : "more than one", aName.c_str(),
+                     aFile.c_str());
+        if (!close.empty()) std::fprintf(stderr, "tmimport: close matches:\n");
+        for (size_t i = 0; i < close.size() && i < 20; ++i)
+            std::fprintf(stderr, "  %s (%s)\n", close[i].Entry.Name.c_str(), close[i].Category.c_str());
+        if (close.size() > 20) std::fprintf(stderr, "  ... %zu more (--list-projections TEXT)\n", close.size() - 20);
+    } catch (const std::exception& e) {
+        std::fprintf(stderr, "tmimport: %s\n", e.what());
+    }
+    return false;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -101,7 +154,8 @@ int main(int argc, char** argv) {
     choices.AppPath = ProgramFolder();
     choices.XSDPath = choices.AppPath + "XSDSchemes";
     bool quiet = false, verbose = false;
-    std::string input;
+    std::string input, projection;
+    Bitness() = sizeof(void*) == 4 ? 32 : 64;
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         auto next = [&]() -> std::string {
@@ -120,6 +174,11 @@ int main(int argc, char** argv) {
             choices.chkPacket = true;
         } else if (a == "--coordsys") {
             choices.ProjText = next();
+        } else if (a == "--projection") {
+            projection = next();
+        } else if (a == "--list-projections") {
+            const std::string text = i + 1 < argc && argv[i + 1][0] != '-' ? argv[++i] : "";
+            return ListProjections(CatalogueFile(choices), text);
         } else if (a == "--bounds") {
             choices.chkBounds = true;
         } else if (a == "--objects") {
@@ -169,6 +228,7 @@ int main(int argc, char** argv) {
         std::fputs(kUsage, stderr);
         return 2;
     }
+    if (!projection.empty() && !ProjectionLine(CatalogueFile(choices), projection, choices.ProjText)) return 2;
     choices.XMLText = input;
     choices.MiText = IncludeTrailingDelimiter(choices.MiText);
     std::error_code ec;
@@ -177,7 +237,6 @@ int main(int argc, char** argv) {
         return 2;
     }
     HostMode() = 3;
-    Bitness() = sizeof(void*) == 4 ? 32 : 64;
     TellMissingDictionaries(choices, verbose);
     TcsProgress progress;
     if (!quiet) UseTerminalProgress();
