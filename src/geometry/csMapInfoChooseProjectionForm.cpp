@@ -16,6 +16,21 @@ namespace tmi {
 
 namespace {
 QString Q(const std::string& aText) { return QString::fromUtf8(aText.data(), static_cast<int>(aText.size())); }
+
+// The row of "OK" and "Отмена" at the foot of a dialog, wired to accept and reject.
+void AddButtonRow(QDialog* aDialog, QVBoxLayout* aLayout, QPushButton*& aOK, QPushButton*& aCancel) {
+    auto* buttons = new QHBoxLayout();
+    buttons->addStretch(1);
+    aOK = new QPushButton(QStringLiteral("OK"), aDialog);
+    aOK->setObjectName(QStringLiteral("OKBtn"));
+    aCancel = new QPushButton(QStringLiteral("Отмена"), aDialog);
+    aCancel->setObjectName(QStringLiteral("CancelBtn"));
+    buttons->addWidget(aOK);
+    buttons->addWidget(aCancel);
+    aLayout->addLayout(buttons);
+    QObject::connect(aOK, &QPushButton::clicked, aDialog, &QDialog::accept);
+    QObject::connect(aCancel, &QPushButton::clicked, aDialog, &QDialog::reject);
+}
 }  // namespace
 
 TcsChooseProjectionForm::TcsChooseProjectionForm(QWidget* aParent) : QDialog(aParent) {
@@ -29,16 +44,8 @@ TcsChooseProjectionForm::TcsChooseProjectionForm(QWidget* aParent) : QDialog(aPa
     ProjectionLst = new QListWidget(this);
     ProjectionLst->setObjectName(QStringLiteral("ProjectionLst"));
     layout->addWidget(ProjectionLst, 1);
-    auto* buttons = new QHBoxLayout();
-    buttons->addStretch(1);
-    OKBtn = new QPushButton(QStringLiteral("OK"), this);
-    OKBtn->setObjectName(QStringLiteral("OKBtn"));
+    AddButtonRow(this, layout, OKBtn, CancelBtn);
     OKBtn->setEnabled(false);
-    CancelBtn = new QPushButton(QStringLiteral("Отмена"), this);
-    CancelBtn->setObjectName(QStringLiteral("CancelBtn"));
-    buttons->addWidget(OKBtn);
-    buttons->addWidget(CancelBtn);
-    layout->addLayout(buttons);
     resize(520, 460);
 
     connect(CategoryCmb, qOverload<int>(&QComboBox::currentIndexChanged), this, [this](int aIndex) {
@@ -57,8 +64,6 @@ TcsChooseProjectionForm::TcsChooseProjectionForm(QWidget* aParent) : QDialog(aPa
     connect(ProjectionLst, &QListWidget::itemDoubleClicked, this, [this](QListWidgetItem*) {
         if (OKBtn->isEnabled()) accept();
     });
-    connect(OKBtn, &QPushButton::clicked, this, &QDialog::accept);
-    connect(CancelBtn, &QPushButton::clicked, this, &QDialog::reject);
 }
 
 void TcsChooseProjectionForm::LoadFile(const std::string& aFileName) {
@@ -116,18 +121,8 @@ TChooseBoundsForm::TChooseBoundsForm(QWidget* aParent) : QDialog(aParent) {
         ++row;
     }
     layout->addLayout(grid);
-    auto* buttons = new QHBoxLayout();
-    buttons->addStretch(1);
-    OKBtn = new QPushButton(QStringLiteral("OK"), this);
-    OKBtn->setObjectName(QStringLiteral("OKBtn"));
+    AddButtonRow(this, layout, OKBtn, CancelBtn);
     OKBtn->setDefault(true);
-    CancelBtn = new QPushButton(QStringLiteral("Отмена"), this);
-    CancelBtn->setObjectName(QStringLiteral("CancelBtn"));
-    buttons->addWidget(OKBtn);
-    buttons->addWidget(CancelBtn);
-    layout->addLayout(buttons);
-    connect(OKBtn, &QPushButton::clicked, this, &QDialog::accept);
-    connect(CancelBtn, &QPushButton::clicked, this, &QDialog::reject);
 }
 
 bool TChooseBoundsForm::Execute(TProjectionBounds& aBounds) {
