@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <memory>
 
 #include "csMapInfoChooseProjectionForm.h"
 
@@ -49,8 +50,10 @@ protected:
         static int argc = 1;
         static char name[] = "test";
         static char* argv[] = {name, nullptr};
-        if (!QApplication::instance()) new QApplication(argc, argv);
+        if (!QApplication::instance()) fApplication = std::make_unique<QApplication>(argc, argv);
     }
+    static void TearDownTestSuite() { fApplication.reset(); }
+    static inline std::unique_ptr<QApplication> fApplication;
     void SetUp() override {
         fFile = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_choose.prj");
         std::ofstream(fFile) << kText;
