@@ -217,7 +217,9 @@ void TcsCoordSystem::FillMICoordSysParams(const std::string& aMapinfo) {
         FMerkParams->SetHas(true);
     } else if ((projection == 1 || projection == 8) && custom) {
         FDatum = csdCustom;
-        FCustomDatum->Elipsoid = static_cast<uint8_t>(Number(items, 2));
+        // The ellipsoid number is a byte: anything else names no ellipsoid.
+        const double elipsoid = Number(items, 2);
+        FCustomDatum->Elipsoid = elipsoid >= 0 && elipsoid <= 255 ? static_cast<uint8_t>(elipsoid) : 0;
         FCustomDatum->dX = Number(items, 3);
         FCustomDatum->dY = Number(items, 4);
         FCustomDatum->dZ = Number(items, 5);

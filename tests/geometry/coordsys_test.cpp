@@ -82,6 +82,11 @@ TEST(CoordSysClause, EachBranchOfTheParser) {
     EXPECT_FALSE(shortOne.MerkParams()->Has());
     EXPECT_EQ(Parsed("1, 9999, 3, 23.57, -140.95, -79.8, 0, -0.35, -0.79, -0.22, 0").Datum(), csdCustom);
     EXPECT_TRUE(Parsed("1, 9999, 3").IsValid());  // long/lat reads no projection items
+    // An ellipsoid number beyond a byte names none (the fuzzer's find): no ellipsoid part.
+    const TcsCoordSystem wide = Parsed("8, 9999, 339, 0, 124, -94, -0.0, 0, 0, 0, 0, 7, 39, 0, 1, 0, 0");
+    EXPECT_EQ(wide.CustomDatum()->Elipsoid, 0);
+    EXPECT_EQ(wide.Proj4().rfind("+proj=tmerc  +towgs84=", 0), 0u);
+    EXPECT_EQ(Parsed("1, 9999, -1e300").CustomDatum()->Elipsoid, 0);
 
     // Unusable clauses leave everything as it was.
     for (const char* bad : {"", "8", "x, 104", "8, y", "Earth Projection", ",,,,", "\x01\x02,\xff"}) {
