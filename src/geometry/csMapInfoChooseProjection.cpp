@@ -57,13 +57,11 @@ std::vector<std::string> TcsProjectionCatalog::ReadLines(const std::string& aFil
     while (start < data.size()) {
         size_t end = data.find('\n', start);
         if (end == std::string::npos) end = data.size();
-        lines.push_back(Trim(std::string_view(data).substr(start, end - start)));
-        // Trim takes blanks; a carriage return or tab at either end goes too.
-        std::string& line = lines.back();
-        while (!line.empty() && (line.back() == '\r' || line.back() == '\t' || line.back() == ' ')) line.pop_back();
-        size_t lead = 0;
-        while (lead < line.size() && (line[lead] == '\t' || line[lead] == ' ' || line[lead] == '\r')) ++lead;
-        line.erase(0, lead);
+        // Blanks, tabs and the carriage return of CRLF go from both ends.
+        std::string_view line = std::string_view(data).substr(start, end - start);
+        const size_t first = line.find_first_not_of(" \t\r");
+        line = first == std::string_view::npos ? std::string_view() : line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
+        lines.emplace_back(line);
         start = end + 1;
     }
     return lines;

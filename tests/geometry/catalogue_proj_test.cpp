@@ -211,24 +211,19 @@ TEST(CatalogueProj, GDALReadsTheClausesOfMIFHeaders) {
         const Published& zone = published[i];
         const std::string region = zone.fRegion.substr(0, zone.fRegion.find('_'));
         if (!regionsOfData.count(region) && i % 5 != 0) continue;
+        // The entry of the same origin and the same shift (rotations turned back).
+        std::vector<double> shift;
+        std::istringstream parts(zone.fParams.at("towgs84"));
+        for (std::string p; std::getline(parts, p, ',');) shift.push_back(std::stod(p));
         const Entry* entry = nullptr;
-        for (const Entry& e : zones)
-            if (SameOrigin(*e.fSystem, zone) && e.fSystem->Proj4().find("towgs84") != std::string::npos) {
-                // The entry of the same shift.
-                TcsCoordSystem probe;
-                probe.SetMapinfo(e.fClause);
-                std::string shift = zone.fParams.at("towgs84");
-                TcsCoordsysDatum& d = *probe.CustomDatum();
-                char ours[256];
-                std::snprintf(ours, sizeof ours, "%g,%g,%g,%g,%g,%g,%g", d.dX, d.dY, d.dZ, -d.EX, -d.EY, -d.EZ, d.m);
-                std::string theirs;
-                std::istringstream parts(shift);
-                for (std::string p; std::getline(parts, p, ',');) theirs += (theirs.empty() ? "" : ",") + std::to_string(std::stod(p));
-                std::string oursNorm;
-                std::istringstream parts2(ours);
-                for (std::string p; std::getline(parts2, p, ',');) oursNorm += (oursNorm.empty() ? "" : ",") + std::to_string(std::stod(p) + 0.0);
-                if (oursNorm == theirs) entry = &e;
-            }
+        for (const Entry& e : zones) {
+            if (!SameOrigin(*e.fSystem, zone) || e.fSystem->Datum() != csdCustom || shift.size() != 7) continue;
+            const TcsCoordsysDatum& d = *e.fSystem->CustomDatum();
+            const double ours[7] = {d.dX, d.dY, d.dZ, -d.EX, -d.EY, -d.EZ, d.m};
+            bool same = true;
+            for (size_t k = 0; k < 7; ++k) same = same && std::fabs(ours[k] - shift[k]) < 1e-6;
+            if (same) entry = &e;
+        }
         ASSERT_NE(entry, nullptr) << zone.fProj;
         const fs::path mif = folder / ("z" + std::to_string(i) + ".mif");
         std::ofstream(mif) << "Version 300\nCharset \"WindowsCyrillic\"\nDelimiter \",\"\nCoordSys Earth Projection " << entry->fClause
