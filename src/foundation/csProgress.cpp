@@ -3,6 +3,9 @@
 #include <chrono>
 #include <cmath>
 
+#include "csProgressCallback.h"
+#include "csSync.h"
+
 namespace tmi {
 
 namespace {
@@ -38,7 +41,68 @@ std::string TcsProgressTime::GetTimeCaption(int64_t aPos, int64_t aMax) const {
     return "Прошло: " + TimeText(elapsed, false) + "." + tail;
 }
 
-TcsProgress::TcsProgress() : TickCount(SystemTick), fTime([this] { return TickCount(); }) {}
+TcsProgress::TcsProgress(TcsProgressExec* aOwner)
+    : TickCount(SystemTick), fOwner(aOwner), fTime([this] { return TickCount(); }) {}
+
+TcsProgressThread* TcsProgress::Thread() const noexcept { return fOwner ? fOwner->Thread() : nullptr; }
+
+bool TcsProgress::Marshal(TcsProcedureIndex aIndex) {
+    // A progress of an exec object is touched only by the main thread, also after the exec
+    // let go of a worker that is still running.
+    if (!fOwner || IsMainThread()) return false;
+    F_Index = aIndex;
+    Synchronize([this] { PerformFrame(); });
+    return true;
+}
+
+void TcsProgress::PerformFrame() {
+    switch (F_Index) {
+        case piOpen: DoOpen(F_Text, F_Message, F_Header, F_Caption, F_Max); break;
+        case piNext: DoNext(F_Text, F_Message, F_Header, F_Caption, F_Increment); break;
+        case piSetPos: DoSetPos(F_Pos); break;
+        case piSetMax: DoSetMax(F_Max); break;
+        case piSetText: DoSetText(F_Text, F_Message, F_Header, F_Caption); break;
+        case piClose: DoClose(); break;
+        case piAddMax: DoAddMax(F_MaxInc); break;
+    }
+}
+
+void TcsProgress::Open(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                       std::string_view aCaption, int64_t aMax) {
+    F_Text = aText, F_Message = aMessage, F_Header = aHeader, F_Caption = aCaption, F_Max = aMax;
+    if (!Marshal(piOpen)) DoOpen(aText, aMessage, aHeader, aCaption, aMax);
+}
+
+void TcsProgress::Next(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                       std::string_view aCaption, int64_t aIncrement) {
+    F_Text = aText, F_Message = aMessage, F_Header = aHeader, F_Caption = aCaption, F_Increment = aIncrement;
+    if (!Marshal(piNext)) DoNext(aText, aMessage, aHeader, aCaption, aIncrement);
+}
+
+void TcsProgress::SetMax(int64_t aMax) {
+    F_Max = aMax;
+    if (!Marshal(piSetMax)) DoSetMax(aMax);
+}
+
+void TcsProgress::AddMax(int64_t aMaxInc) {
+    F_MaxInc = aMaxInc;
+    if (!Marshal(piAddMax)) DoAddMax(aMaxInc);
+}
+
+void TcsProgress::SetPos(int64_t aPos) {
+    F_Pos = aPos;
+    if (!Marshal(piSetPos)) DoSetPos(aPos);
+}
+
+void TcsProgress::SetText(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                          std::string_view aCaption) {
+    F_Text = aText, F_Message = aMessage, F_Header = aHeader, F_Caption = aCaption;
+    if (!Marshal(piSetText)) DoSetText(aText, aMessage, aHeader, aCaption);
+}
+
+void TcsProgress::Close() {
+    if (!Marshal(piClose)) DoClose();
+}
 
 TcsProgress::~TcsProgress() {
     if (fProgressControl) {
@@ -48,8 +112,8 @@ TcsProgress::~TcsProgress() {
     }
 }
 
-void TcsProgress::Open(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
-                       std::string_view aCaption, int64_t aMax) {
+void TcsProgress::DoOpen(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                         std::string_view aCaption, int64_t aMax) {
     fCancelling = false;
     fCancelled = false;
     const bool first = !fProgressControl;
@@ -65,7 +129,7 @@ void TcsProgress::Open(std::string_view aText, std::string_view aMessage, std::s
             }
         }
     }
-    SetText(aText, aMessage, aHeader, aCaption);
+    DoSetText(aText, aMessage, aHeader, aCaption);
     if (fProgressControl) {
         if (CanShowForm) {
             fProgressControl->Show();
@@ -74,18 +138,18 @@ void TcsProgress::Open(std::string_view aText, std::string_view aMessage, std::s
             fProgressControl->Hide();
         }
     }
-    SetMax(aMax);
+    DoSetMax(aMax);
     ProcessCancel();
 }
 
-void TcsProgress::Next(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
-                       std::string_view aCaption, int64_t aIncrement) {
-    SetText(aText, aMessage, aHeader, aCaption);
+void TcsProgress::DoNext(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                         std::string_view aCaption, int64_t aIncrement) {
+    DoSetText(aText, aMessage, aHeader, aCaption);
     fPos += aIncrement;  // no clamping: the position may pass the maximum
     ProcessCancel();
 }
 
-void TcsProgress::SetMax(int64_t aMax) {
+void TcsProgress::DoSetMax(int64_t aMax) {
     if (aMax < 0) {
         ++fPos;
     } else if (aMax == 0 || aMax == 1) {
@@ -101,19 +165,19 @@ void TcsProgress::SetMax(int64_t aMax) {
     ProcessCancel();
 }
 
-void TcsProgress::AddMax(int64_t aMaxInc) {
+void TcsProgress::DoAddMax(int64_t aMaxInc) {
     fMax += aMaxInc;
     fMarquee = fMax == 0 || fMax == 1;
     ProcessCancel();
 }
 
-void TcsProgress::SetPos(int64_t aPos) {
+void TcsProgress::DoSetPos(int64_t aPos) {
     if (aPos >= 0 && aPos <= fMax) fPos = aPos;
     ProcessCancel();
 }
 
-void TcsProgress::SetText(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
-                          std::string_view aCaption) {
+void TcsProgress::DoSetText(std::string_view aText, std::string_view aMessage, std::string_view aHeader,
+                            std::string_view aCaption) {
     // Order: caption, header, message, text; each change forces the next refresh and runs
     // the cancel processing of its own.
     auto take = [&](std::string_view aValue, std::string& aKept) {
@@ -129,6 +193,10 @@ void TcsProgress::SetText(std::string_view aText, std::string_view aMessage, std
 }
 
 void TcsProgress::Note(const std::string& aMessage) {
+    if (fOwner && !IsMainThread()) {
+        Synchronize([&] { Note(aMessage); });
+        return;
+    }
     // Without a view the notice goes to the modal message, not into nothing.
     if (fProgressControl)
         fProgressControl->Note(aMessage);
@@ -136,7 +204,7 @@ void TcsProgress::Note(const std::string& aMessage) {
         ShowModalMessage(aMessage);
 }
 
-void TcsProgress::Close() {
+void TcsProgress::DoClose() {
     if (!fProgressControl) return;
     fProgressControl->SetTaskbarProgressActive(false);
     fProgressControl->EnableTaskWindows();
@@ -164,14 +232,21 @@ void TcsProgress::ProcessCancel() {
         fCancelling = false;
         // A No to the question ends the processing here: no refresh, no exception.
         if (AskOnCancel && fProgressControl && !fProgressControl->DoAskOnCancel()) return;
-        SetText({}, kCancelling);
-        SetMax(0);
+        DoSetText({}, kCancelling, {}, {});
+        DoSetMax(0);
+        if (TcsProgressThread* worker = Thread()) worker->Terminate();
         fCancelled = true;
     }
     if (Cancelled() && AbortOnCancel) throw EAbort();
 }
 
 bool TcsProgress::Cancelled() {
+    // Only the main thread touches the view; a worker reads the flags.
+    if (fOwner && !IsMainThread()) {
+        const TcsProgressThread* self = CurrentProgressThread();
+        return fCancelled || (self && self->Terminated());
+    }
+    TcsProgressThread* worker = Thread();
     if (fProgressControl && fProgressControl->Visible()) {
         const uint32_t now = TickCount();
         if (static_cast<uint32_t>(now - fLastTickCount) > 100) {
@@ -189,7 +264,7 @@ bool TcsProgress::Cancelled() {
             c.ProcessMessages();
         }
     }
-    return fCancelled;
+    return fCancelled || (worker && worker->Terminated());
 }
 
 }  // namespace tmi

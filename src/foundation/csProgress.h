@@ -3,17 +3,28 @@
 // and pumps at most every 100 ms, and turns a press of Cancel into a state or an exception.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <vector>
 
 #include "csCommon.h"
 
 namespace tmi {
 
 class TcsProgress;
+class TcsProgressExec;
+class TcsProgressThread;
+class TcsProgressCallback;
+
+// Which operation a worker's call frame asks the main thread to perform.
+enum TcsProcedureIndex : uint8_t { piOpen, piNext, piSetPos, piSetMax, piSetText, piClose, piAddMax };
 
 // The abstract view: getters give zero, setters do nothing, so a progress without a window
 // runs as well, and a view overrides only what it shows.
@@ -89,7 +100,8 @@ private:
 
 class TcsProgress {
 public:
-    TcsProgress();
+    // An exec object as owner makes its worker thread the one whose calls are marshalled.
+    explicit TcsProgress(TcsProgressExec* aOwner = nullptr);
     ~TcsProgress();
     TcsProgress(const TcsProgress&) = delete;
     TcsProgress& operator=(const TcsProgress&) = delete;
@@ -114,7 +126,16 @@ public:
                  std::string_view aCaption = {});
     void Note(const std::string& aMessage);
     void Close();
+    // Waits for another process, serving its calls over the callback socket: 1 when it ended
+    // with a code of 0 or less (or one that cannot be read), 2 when it ended with a code above
+    // 0 or the application is going down. Raises before Open.
     int ShowModal(int aProcessId);
+    // The name of the local socket another process drives this progress through; made at the
+    // first call.
+    std::string GetCallbackWnd();
+    // Serves what arrived on the callback socket, waiting at most aWaitMs for something;
+    // returns whether anything was served. Main thread only.
+    bool ProcessCallbacks(int aWaitMs = 0);
     // The one place that refreshes the view and pumps, at most every 100 ms.
     bool Cancelled();
     // The Cancel button: asks for the cancel, processed at the next call (or at once with
@@ -132,6 +153,9 @@ public:
     // The tick source in milliseconds; replaceable for tests.
     std::function<uint32_t()> TickCount;
 
+    [[nodiscard]] TcsProgressExec* Owner() const noexcept { return fOwner; }
+    // The worker whose calls go through the main thread; none without an exec owner.
+    [[nodiscard]] TcsProgressThread* Thread() const noexcept;
     [[nodiscard]] TcsProgressControl* Control() const noexcept { return fProgressControl.get(); }
     [[nodiscard]] bool Visible() const { return fProgressControl && fProgressControl->Visible(); }
     [[nodiscard]] int ModalResult() const { return fProgressControl ? fProgressControl->ModalResult() : 0; }
@@ -147,16 +171,133 @@ public:
     [[nodiscard]] std::string TimeCaption() const { return fTime.GetTimeCaption(fPos, fMax); }
 
 private:
+    friend class TcsProgressCallback;
     void ProcessCancel();
+    // The call frame of a worker: the arguments go in, the main thread performs F_Index.
+    bool Marshal(TcsProcedureIndex aIndex);
+    void PerformFrame();
+    void DoOpen(std::string_view aText, std::string_view aMessage, std::string_view aHeader, std::string_view aCaption,
+                int64_t aMax);
+    void DoNext(std::string_view aText, std::string_view aMessage, std::string_view aHeader, std::string_view aCaption,
+                int64_t aIncrement);
+    void DoSetMax(int64_t aMax);
+    void DoAddMax(int64_t aMaxInc);
+    void DoSetPos(int64_t aPos);
+    void DoSetText(std::string_view aText, std::string_view aMessage, std::string_view aHeader, std::string_view aCaption);
+    void DoClose();
 
+    TcsProgressExec* fOwner = nullptr;
+    TcsProcedureIndex F_Index = piOpen;
+    std::string F_Text, F_Message, F_Header, F_Caption;
+    int64_t F_Increment = 0, F_Max = 0, F_MaxInc = 0, F_Pos = 0;
+    std::unique_ptr<TcsProgressCallback> fCallback;
     std::unique_ptr<TcsProgressControl> fProgressControl;
     uint32_t fLastTickCount = 0;
-    bool fCancelling = false;
-    bool fCancelled = false;
+    std::atomic<bool> fCancelling{false};
+    std::atomic<bool> fCancelled{false};
     std::string fRawText, fRawMessage, fRawHeader, fRawCaption;
     int64_t fMin = 0, fMax = 0, fPos = 0;
     bool fMarquee = false;
     TcsProgressTime fTime;
 };
+
+// A job on a thread of its own: the worker runs OnExecute, what it raises is kept in
+// FatalException, and OnFinish runs on the main thread.
+class TcsProgressThread {
+public:
+    using TProc = std::function<void(TcsProgressExec&)>;
+    TcsProgressThread(TcsProgressExec& aOwner, TProc aOnExecute, TProc aOnFinish, std::function<void()> aOnTerminate);
+    ~TcsProgressThread();
+    TcsProgressThread(const TcsProgressThread&) = delete;
+    TcsProgressThread& operator=(const TcsProgressThread&) = delete;
+
+    void Start();
+    void Terminate() noexcept { fTerminated = true; }
+    [[nodiscard]] bool Terminated() const noexcept { return fTerminated; }
+    [[nodiscard]] bool Finished() const noexcept { return fFinished; }
+    // Waits for the end, serving the calls the worker hands to the main thread meanwhile.
+    void WaitFor();
+    [[nodiscard]] std::exception_ptr FatalException() const { return FFatalException; }
+    [[nodiscard]] std::thread::id ThreadId() const noexcept { return fId; }
+
+private:
+    void Execute();
+
+    TcsProgressExec& FOwner;
+    TProc FOnExecute, FOnFinish;
+    std::function<void()> fOnTerminate;
+    std::exception_ptr FFatalException;
+    std::atomic<bool> fTerminated{false}, fFinished{false};
+    std::thread::id fId;
+    std::thread fThread;
+};
+
+// The worker this thread is, when it is one.
+TcsProgressThread* CurrentProgressThread() noexcept;
+
+class TcsProgressExec {
+public:
+    using TProc = TcsProgressThread::TProc;
+    TcsProgressExec();
+    ~TcsProgressExec();
+    TcsProgressExec(const TcsProgressExec&) = delete;
+    TcsProgressExec& operator=(const TcsProgressExec&) = delete;
+
+    // With ThreadEnabled the job runs on a worker; without, OnExecute and OnFinish run here.
+    void Execute(bool aForceCancel = false);
+    // Tells the worker to stop, lets go of it and closes the progress.
+    void Cancel();
+    [[nodiscard]] TcsProgressThread* Thread() const noexcept { return FThread; }
+    [[nodiscard]] TcsProgress& Progress() noexcept { return *FProgress; }
+    // Waits for every worker this object started.
+    void WaitFor();
+
+    bool ThreadEnabled = false;
+    TProc OnExecute, OnFinish;
+
+private:
+    TcsProgressThread* FThread = nullptr;
+    std::vector<std::unique_ptr<TcsProgressThread>> fThreads;
+    std::unique_ptr<TcsProgress> FProgress;
+};
+
+// The other side of the callback socket: what a process that drives someone else's bar
+// calls. Each call answers 1 while the bar is not cancelled and 0 once it is; -1 when the
+// connection is gone.
+class TcsProgressRemote {
+public:
+    // Connects to the socket GetCallbackWnd named; raises Exception when it cannot.
+    explicit TcsProgressRemote(const std::string& aName);
+    ~TcsProgressRemote();
+    TcsProgressRemote(const TcsProgressRemote&) = delete;
+    TcsProgressRemote& operator=(const TcsProgressRemote&) = delete;
+
+    int Open(int64_t aMax);
+    int Next(int64_t aIncrement = 1);
+    int Close();
+    int AddMax(int64_t aMaxInc);
+    // Kind 1 Text, 2 Message, 3 Header, 4 Caption, 5 the callback result; aText in UTF-8, sent
+    // in the 8-bit code page.
+    int SetText(int aKind, std::string_view aText);
+    // The raw frame: message number, wParam, lParam, and the block of a copy-data message.
+    int Send(uint32_t aMessage, uint32_t aWParam, int64_t aLParam, std::string_view aBlock = {});
+
+private:
+    int fSocket = -1;
+};
+
+// Whether the process has ended; aExitCode gets its code when it can be read (a child's
+// exit status; 128 and the signal for one that was killed), else stays empty.
+bool ProcessEnded(int aProcessId, std::optional<int>& aExitCode);
+// The modal wait of a view: runs aHandleOne (one round of the view's own events, answering a
+// result the view set, such as its Cancel button, else 0) and serves
+// the callback socket until the process ends or aTerminating says the application goes down.
+// 1 when the process ended with a code of 0 or less or one that cannot be read; 2 otherwise.
+int ModalWaitForProcess(TcsProgress& aProgress, int aProcessId, const std::function<int()>& aHandleOne,
+                        const std::function<bool()>& aTerminating);
+
+// The numbers of the frames on the callback socket.
+inline constexpr uint32_t kProgressMessage = 11025;  // the private message; also the copy-data tag
+inline constexpr uint32_t kCopyDataMessage = 74;     // the copy-data message
 
 }  // namespace tmi

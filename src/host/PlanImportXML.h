@@ -71,6 +71,10 @@ std::string FailureReason(const TImportFileResult& aResult);
 // document whose code is not a plan's stops being read at its eDocument.
 std::string PartialReason(const TImportFileResult& aResult);
 
+// The non-earth clause the console shows: "CoordSys NonEarth Units "m" Bounds (x1,y1) (x2,y2)"
+// with two decimals.
+std::string NonEarthProjText(double aXmin, double aYmin, double aXmax, double aYmax);
+
 class TcsIniFile;
 
 // The saved choices: section "Import" of Импорт64.ini in the user's temporary folder.

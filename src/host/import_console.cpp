@@ -34,15 +34,13 @@ std::string FolderOf(const std::string& aPath) {
     return IncludeTrailingDelimiter(parent.empty() ? "." : parent);
 }
 
-std::string NonEarthClause(double x1, double y1, double x2, double y2, int aDecimals) {
-    const std::string f = "%." + std::to_string(aDecimals) + "f";
-    char buf[256];
-    const std::string format = "CoordSys NonEarth Units \"m\" Bounds (" + f + "," + f + ") (" + f + "," + f + ")";
-    std::snprintf(buf, sizeof buf, format.c_str(), x1, y1, x2, y2);
+}  // namespace
+
+std::string NonEarthProjText(double aXmin, double aYmin, double aXmax, double aYmax) {
+    char buf[1600];  // four doubles of up to 309 digits each fit
+    std::snprintf(buf, sizeof buf, "CoordSys NonEarth Units \"m\" Bounds (%.2f,%.2f) (%.2f,%.2f)", aXmin, aYmin, aXmax, aYmax);
     return buf;
 }
-
-}  // namespace
 
 bool MatchesMask(std::string_view aName, std::string_view aMask) {
     const std::string name = Upper(aName), mask = Upper(aMask);
@@ -245,7 +243,7 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
             aChoices.fYmin = job.csYmin;
             aChoices.fXmax = job.csXmax;
             aChoices.fYmax = job.csYmax;
-            aChoices.ProjText = NonEarthClause(aChoices.fXmin, aChoices.fYmin, aChoices.fXmax, aChoices.fYmax, 2);
+            aChoices.ProjText = NonEarthProjText(aChoices.fXmin, aChoices.fYmin, aChoices.fXmax, aChoices.fYmax);
         }
         outcome.fResultLists.push_back(TlibImportXML::ResultListPath());
         if (!aChoices.chkPacket) {

@@ -1,5 +1,6 @@
 // The saved choices of the console: section "Import" of Импорт64.ini in the user's
 // temporary folder.
+#include <algorithm>
 #include <cstdio>
 
 #include "PlanImportXML.h"
@@ -38,10 +39,15 @@ void LoadChoices(const TcsIniFile& aIni, TImportChoices& aChoices) {
     aChoices.chkBound = aIni.ReadBool(kSection, "chkBound", true);
     aChoices.chkZone = aIni.ReadBool(kSection, "chkZone", true);
     aChoices.chkCenter = aIni.ReadBool(kSection, "chkCenter", false);
-    aChoices.cmbWriteStyle = static_cast<int>(aIni.ReadInteger(kSection, "cmbWriteStyle", 1));
-    aChoices.cmbPoints = static_cast<int>(aIni.ReadInteger(kSection, "cmbPoints", 0));
+    // An index the lists do not have falls back to its default.
+    const int64_t writeStyle = aIni.ReadInteger(kSection, "cmbWriteStyle", 1);
+    aChoices.cmbWriteStyle = writeStyle == 0 || writeStyle == 1 ? static_cast<int>(writeStyle) : 1;
+    const int64_t points = aIni.ReadInteger(kSection, "cmbPoints", 0);
+    aChoices.cmbPoints = points >= 0 && points <= 2 ? static_cast<int>(points) : 0;
     aChoices.txtCn.clear();
-    const int64_t count = aIni.ReadInteger(kSection, "txtCnCount", 0);
+    // The file cannot hold more lines than it has keys, whatever its count says.
+    const int64_t count =
+        std::min<int64_t>(aIni.ReadInteger(kSection, "txtCnCount", 0), static_cast<int64_t>(aIni.ReadSection(kSection).size()));
     for (int64_t i = 0; i < count; ++i) aChoices.txtCn.push_back(aIni.ReadString(kSection, "txtCnItem" + std::to_string(i), ""));
 }
 

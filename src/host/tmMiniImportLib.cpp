@@ -8,7 +8,11 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPointer>
 #include <QString>
+#include <QThread>
+#include <QWindow>
+#include <atomic>
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
@@ -16,6 +20,7 @@
 #include <string>
 
 #include "PlanImportXML.h"
+#include "PlanImportXMLForm.h"
 #include "csIniFile.h"
 #include "csPaths.h"
 
@@ -87,6 +92,13 @@ long long HostWindowId() {
     if (!qt) throw PythonError{};
     PyRef id(PyObject_CallMethod(qt.p, "winId", nullptr));
     if (!id) throw PythonError{};
+    // A toolkit's own handle type (PyQt's voidptr) is taken as the number it holds; anything
+    // else goes through its text, which must be a decimal integer.
+    if (!PyUnicode_Check(id.p) && !PyBytes_Check(id.p)) {
+        PyRef number(PyNumber_Long(id.p));
+        if (number) return PyLong_AsLongLong(number.p);
+        PyErr_Clear();
+    }
     PyRef text(PyObject_Str(id.p));
     if (!text) throw PythonError{};
     PyRef bytes(PyUnicode_AsUTF8String(text.p));
@@ -120,32 +132,84 @@ PyObject* ShowImportAbout(PyObject*, PyObject*, PyObject*) {
     });
 }
 
+// The one console of the module: replaced by each ShowImportForm, freed with the module.
+QPointer<TfrmImport> frmImport;
+// The host's window, when it is not one of this process's widgets.
+std::unique_ptr<QWindow> gForeignOwner;
+
+void FreeConsole() {
+    // Widgets outlive their application only as memory: without one they are not touched.
+    if (QCoreApplication::instance()) delete frmImport.data();
+    frmImport.clear();
+    if (QCoreApplication::instance()) gForeignOwner.reset();
+    else (void)gForeignOwner.release();
+}
+
+// The host's main window owns the console: it stays above the host and goes with it.
+void AttachOwner(QWidget& aForm, long long aWindowId) {
+    if (aWindowId == 0) return;
+    QWindow* owner = nullptr;
+    if (QWidget* host = QWidget::find(static_cast<WId>(aWindowId)); host && host->window() != &aForm) {
+        host->window()->winId();
+        owner = host->window()->windowHandle();
+    } else if (QGuiApplication::platformName() == "xcb") {
+        gForeignOwner.reset(QWindow::fromWinId(static_cast<WId>(aWindowId)));
+        owner = gForeignOwner.get();
+    }
+    if (!owner) return;
+    aForm.winId();
+    if (aForm.windowHandle()) aForm.windowHandle()->setTransientParent(owner);
+}
+
+// The host's lock goes while the console waits for the operator, so that the host's other
+// threads run; it comes back however the wait ends.
+struct ReleasedInterpreter {
+    PyThreadState* fState = PyEval_SaveThread();
+    ~ReleasedInterpreter() { PyEval_RestoreThread(fState); }
+};
+
+// A console is up: a second one waits for it to close.
+std::atomic<bool> busy{false};
+
 PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
+    if (busy.exchange(true)) {
+        PyErr_SetString(PyExc_RuntimeError, "Консоль импорта уже открыта");
+        return nullptr;
+    }
+    struct Free {
+        ~Free() { busy = false; }
+    } free;
     return Guarded([]() -> PyObject* {
         const std::string appPath = ModuleFolder();
         Bitness() = sizeof(void*) == 4 ? 32 : 64;
         std::setlocale(LC_NUMERIC, "C");
         HostMode() = 3;
         TcsIniFile ini(SavedChoicesPath());
+        if (!QCoreApplication::instance() && !HaveDisplay()) throw Exception("Нет экрана для консоли импорта");
+        QApplication* app = Application();
+        if (!app) throw Exception("Программа не даёт окон: консоль импорта не открыть");
+        if (QThread::currentThread() != app->thread())
+            throw Exception("Консоль импорта открывается только в главном потоке программы");
+        auto form = std::make_unique<TfrmImport>();
         TImportChoices choices;
         choices.AppPath = appPath;
         choices.XSDPath = appPath + "XSDSchemes";
         LoadChoices(ini, choices);
+        form->SetChoices(choices);
         // Without the host's window the console does not open, and nothing is written.
-        const long long owner = HostWindowId();
-        (void)owner;
-        // From here on the choices go back to the file however the rest ends.
-        struct Keep {
-            TcsIniFile& fIni;
-            TImportChoices& fChoices;
-            ~Keep() {
-                SaveChoices(fIni, fChoices);
-                (void)fIni.UpdateFile();
-            }
-        } keep{ini, choices};
-        // The console's window comes with the console; until it exists the form cannot open.
-        PyErr_SetString(PyExc_NotImplementedError, "Консоль импорта в этой сборке отсутствует");
-        return nullptr;
+        AttachOwner(*form, HostWindowId());
+        FreeConsole();
+        frmImport = form.release();
+        {
+            ReleasedInterpreter released;
+            frmImport->exec();
+        }
+        // The choices go back to the file however the form was closed.
+        if (frmImport) {
+            SaveChoices(ini, frmImport->Choices());
+            if (!ini.UpdateFile()) throw Exception("Не удалось записать " + SavedChoicesPath());
+        }
+        return PyLong_FromLong(0);
     });
 }
 
@@ -157,7 +221,11 @@ PyMethodDef kMethods[] = {
     {nullptr, nullptr, 0, nullptr},
 };
 
-PyModuleDef kModule = {PyModuleDef_HEAD_INIT, "tmMiniImportLib", nullptr, -1, kMethods, nullptr, nullptr, nullptr, nullptr};
+void FreeModule(void*) { FreeConsole(); }
+
+PyModuleDef kModule = {PyModuleDef_HEAD_INIT, "tmMiniImportLib", nullptr, -1, kMethods, nullptr, nullptr, nullptr, FreeModule};
+PyMethodDef kNoMethods[] = {{nullptr, nullptr, 0, nullptr}};
+PyModuleDef kBareModule = {PyModuleDef_HEAD_INIT, "tmMiniImportLib", nullptr, -1, kNoMethods, nullptr, nullptr, nullptr, nullptr};
 
 }  // namespace
 
@@ -167,5 +235,24 @@ extern "C" __attribute__((visibility("default"))) PyObject* PyInit_tmMiniImportL
     } catch (...) {
         PyErr_SetString(PyExc_ImportError, "tmMiniImportLib: the module could not be created");
         return nullptr;
+    }
+}
+
+// The entry of the older import machinery: a module without functions, and the console shown
+// at once without waiting, with no saved choices and no application folder. Here it is
+// called by hand (ctypes.PyDLL) with the interpreter's lock held.
+extern "C" __attribute__((visibility("default"))) void inittmMiniImportLib() {
+    try {
+        Bitness() = 32;
+        static PyObject* module = PyModule_Create(&kBareModule);  // held for the life of the process
+        if (!module) return;
+        if (busy || (!QCoreApplication::instance() && !HaveDisplay())) return;
+        if (!Application()) return;
+        FreeConsole();
+        frmImport = new TfrmImport();
+        HostMode() = 3;
+        frmImport->show();
+    } catch (...) {
+        PyErr_Clear();
     }
 }

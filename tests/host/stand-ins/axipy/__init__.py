@@ -1,4 +1,7 @@
-"""A stand-in of Axioma's axipy package for the tests: what the module asks of it."""
+"""A stand-in of Axioma's axipy package for the tests: what the module asks of it.
+
+A host that has a real main window sets app.mainwindow.widget to it; without one the
+window id is a made-up number, as a host without a screen would have."""
 
 
 class _QtObject:
@@ -7,8 +10,10 @@ class _QtObject:
 
 
 class _MainWindow:
+    widget = None
+
     def qt_object(self):
-        return _QtObject()
+        return self.widget if self.widget is not None else _QtObject()
 
 
 class _App:
