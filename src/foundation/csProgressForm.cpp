@@ -99,10 +99,17 @@ std::string TcsProgressFormControl::TimeCaption() const { return FForm ? S(FForm
 void TcsProgressFormControl::SetTimeCaption(const std::string& v) {
     if (FForm) FForm->TimeLabel->setText(Q(v));
 }
-std::string TcsProgressFormControl::Text() const { return FForm ? S(FForm->ProgressBar->format()).c_str() : std::string(); }
+std::string TcsProgressFormControl::Text() const {
+    return FForm ? S(FForm->ProgressBar->format().remove(QChar(0x200B))) : std::string();
+}
 void TcsProgressFormControl::SetText(const std::string& v) {
-    // The bar reads "%" as the start of its own placeholders.
-    if (FForm) FForm->ProgressBar->setFormat(Q(v).replace('%', "%%"));
+    if (!FForm) return;
+    // The bar reads %p, %v and %m as its own placeholders and has no escape: a zero-width
+    // space behind the "%" keeps such a text as it stands.
+    QString text = Q(v);
+    for (const char* placeholder : {"%p", "%v", "%m"})
+        text.replace(QString::fromLatin1(placeholder), QString("%") + QChar(0x200B) + QChar::fromLatin1(placeholder[1]));
+    FForm->ProgressBar->setFormat(text);
 }
 std::string TcsProgressFormControl::Message() const { return FForm ? S(FForm->MessageLabel->text()) : std::string(); }
 void TcsProgressFormControl::SetMessage(const std::string& v) {
