@@ -153,8 +153,10 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         files = FindFiles(FolderOf(aChoices.XMLText), "*.xml");
     else
         files.push_back(aChoices.XMLText);
-    aProgress.Open({}, {}, "Импорт XML", "Импорт из XML Росреестра", 0);
+    // A cancel only raises the flag, which the loops test; off before the window opens, so
+    // that a press while it opens does not become an exception.
     aProgress.AbortOnCancel = false;
+    aProgress.Open({}, {}, "Импорт XML", "Импорт из XML Росреестра", 0);
     const int n = static_cast<int>(files.size());
     for (int i = 0; i < n; ++i) {
         const std::string& file = files[static_cast<size_t>(i)];

@@ -285,6 +285,12 @@ TEST_F(ConsoleForm, HelpByHostModeAndAbout) {
     EXPECT_EQ(f.HelpFileName(), f.AppPath + "Help/ОписаниеМодуляMapInfo.html");
     HostMode() = 2;
     EXPECT_EQ(f.HelpFileName(), f.AppPath + "Help/Террамир Мини Импорт QGIS.html");
+    // The build lays the guides out where the button looks for them.
+    f.AppPath = TM_BIN_DIR "/";
+    for (uint8_t mode : {0, 2, 3, 4}) {
+        HostMode() = mode;
+        EXPECT_TRUE(fs::is_regular_file(f.HelpFileName())) << f.HelpFileName();
+    }
     HostMode() = 3;
     f.AboutBtnClick();
     EXPECT_EQ(fUi->fMessages.back(),

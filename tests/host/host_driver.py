@@ -8,6 +8,8 @@ Environment:
   TM_CALLS   how many times to call ShowImportForm (default 1)
   TM_ENTRY   "init": open the console through the older entry, inittmMiniImportLib
   TM_THREAD  "1": while the console is up, call ShowImportForm from another thread too
+  TM_SHOTS   a folder: the console and the progress window are saved there as pictures
+             (console.png before the first press, progress.png once the bar has moved)
 Every message box is answered with OK and its text noted. Prints one JSON line.
 """
 import ctypes
@@ -17,7 +19,7 @@ import sys
 import threading
 
 from PyQt5.QtCore import QTimer
-from PyQt5.QtWidgets import QApplication, QMainWindow, QMessageBox, QPushButton
+from PyQt5.QtWidgets import QApplication, QMainWindow, QMessageBox, QProgressBar, QPushButton
 
 app = QApplication(sys.argv)
 main = QMainWindow()
@@ -42,7 +44,19 @@ def other_thread():
         seen["thread"] = type(e).__name__ + ": " + str(e)
 
 
+def shoot(widget, name):
+    folder = os.environ.get("TM_SHOTS")
+    if folder and name not in seen.setdefault("shots", []):
+        widget.grab().save(os.path.join(folder, name))
+        seen["shots"].append(name)
+
+
 def tick():
+    for top in QApplication.topLevelWidgets():
+        if top.objectName() == "TcsProgressForm" and top.isVisible():
+            bar = top.findChild(QProgressBar)
+            if bar is not None and bar.value() > bar.maximum() // 4:
+                shoot(top, "progress.png")
     modal = QApplication.activeModalWidget()
     if isinstance(modal, QMessageBox):
         seen["messages"].append(modal.text())
@@ -63,6 +77,7 @@ def tick():
             if worker.is_alive():
                 seen["thread"] = "still waiting"
         if presses and top.isEnabled() and modal in (top, None):
+            shoot(top, "console.png")
             name = presses.pop(0)
             seen["presses"].append(name)
             # Pressed from a timer of its own: Qt does not fire a timer again while its slot
