@@ -18,6 +18,7 @@
 #include <atomic>
 #include <memory>
 
+#include "../offscreen_application.h"
 #include "csProgressForm.h"
 #include "csSync.h"
 
@@ -37,16 +38,11 @@ TcsProgressForm* FormOf(TcsProgress& aProgress) {
 class ProgressForm : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "test";
-        static char* argv[] = {name, nullptr};
-        if (!QApplication::instance()) fApplication = std::make_unique<QApplication>(argc, argv);
+        test::OffscreenApplication::Start();
         SetMainThread();
         UseProgressForm();
     }
-    static void TearDownTestSuite() { fApplication.reset(); }
-    static inline std::unique_ptr<QApplication> fApplication;
+    static void TearDownTestSuite() { test::OffscreenApplication::Stop(); }
 
     // Starts the driver against the progress's socket.
     static pid_t Drive(TcsProgress& aProgress, const char* aMode) {

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 
+#include "../offscreen_application.h"
 #include "csMapInfoChooseProjectionForm.h"
 
 using namespace tmi;
@@ -46,14 +47,9 @@ void WhenShown(const char* aClass, std::function<void(QWidget*)> aAct) {
 class ChooseProjectionForm : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "test";
-        static char* argv[] = {name, nullptr};
-        if (!QApplication::instance()) fApplication = std::make_unique<QApplication>(argc, argv);
+        test::OffscreenApplication::Start();
     }
-    static void TearDownTestSuite() { fApplication.reset(); }
-    static inline std::unique_ptr<QApplication> fApplication;
+    static void TearDownTestSuite() { test::OffscreenApplication::Stop(); }
     void SetUp() override {
         fFile = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_choose.prj");
         std::ofstream(fFile) << kText;

@@ -21,6 +21,7 @@
 #include <fstream>
 #include <memory>
 
+#include "../offscreen_application.h"
 #include "PlanImportXMLForm.h"
 #include "csIniFile.h"
 #include "csPaths.h"
@@ -80,15 +81,10 @@ public:
 class ConsoleForm : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        qputenv("QT_QPA_PLATFORM", "offscreen");
-        static int argc = 1;
-        static char name[] = "test";
-        static char* argv[] = {name, nullptr};
-        if (!QApplication::instance()) fApplication = std::make_unique<QApplication>(argc, argv);
+        test::OffscreenApplication::Start();
         UseProgressForm();
     }
-    static void TearDownTestSuite() { fApplication.reset(); }
-    static inline std::unique_ptr<QApplication> fApplication;
+    static void TearDownTestSuite() { test::OffscreenApplication::Stop(); }
 
     void SetUp() override {
         fRoot = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_form");
