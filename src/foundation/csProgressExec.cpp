@@ -73,6 +73,13 @@ void TcsProgressExec::WaitFor() {
 void TcsProgressExec::Execute(bool aForceCancel) {
     if (aForceCancel) Cancel();
     if (ThreadEnabled) {
+        // Workers that have ended are joined and let go of, so that a long-lived exec object
+        // does not collect them.
+        std::erase_if(fThreads, [](const std::unique_ptr<TcsProgressThread>& t) {
+            if (!t->Finished()) return false;
+            t->WaitFor();
+            return true;
+        });
         // On its end the worker lets go of itself, on the main thread.
         auto self = std::make_shared<TcsProgressThread*>(nullptr);
         auto thread = std::make_unique<TcsProgressThread>(*this, OnExecute, OnFinish, [this, self] {
