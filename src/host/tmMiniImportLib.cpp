@@ -7,7 +7,6 @@
 #include <dlfcn.h>
 
 #include <QApplication>
-#include <QMessageBox>
 #include <QPointer>
 #include <QString>
 #include <QThread>
@@ -73,11 +72,18 @@ QApplication* Application() {
     return own;
 }
 
+// The application to show windows in: the host's, or ours when there is a screen. aWhat says
+// what could not be shown otherwise.
+QApplication& ScreenApplication(const std::string& aWhat) {
+    if (!QCoreApplication::instance() && !HaveDisplay()) throw Exception("Нет экрана для " + aWhat);
+    QApplication* app = Application();
+    if (!app) throw Exception("Программа не даёт окон: не показать " + aWhat);
+    return *app;
+}
+
 void ShowInformation(const std::string& aText) {
-    if (!HaveDisplay() || !Application()) throw Exception("Нет экрана для сообщения:\n" + aText);
-    QMessageBox box(QMessageBox::Information, QString::fromUtf8("Террамир Мини"), QString::fromUtf8(aText.c_str()),
-                    QMessageBox::Ok);
-    box.exec();
+    ScreenApplication("сообщения:\n" + aText);
+    TImportConsoleUi().Information(nullptr, aText);
 }
 
 // "axipy.app.mainwindow.qt_object().winId()" as text, converted to an integer.
@@ -185,10 +191,8 @@ PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
         std::setlocale(LC_NUMERIC, "C");
         HostMode() = 3;
         TcsIniFile ini(SavedChoicesPath());
-        if (!QCoreApplication::instance() && !HaveDisplay()) throw Exception("Нет экрана для консоли импорта");
-        QApplication* app = Application();
-        if (!app) throw Exception("Программа не даёт окон: консоль импорта не открыть");
-        if (QThread::currentThread() != app->thread())
+        QApplication& app = ScreenApplication("консоли импорта");
+        if (QThread::currentThread() != app.thread())
             throw Exception("Консоль импорта открывается только в главном потоке программы");
         auto form = std::make_unique<TfrmImport>();
         TImportChoices choices;

@@ -13,19 +13,11 @@ import subprocess
 import sys
 import tempfile
 
+from checks import check, finish
+
 module_dir, stand_ins, extract = sys.argv[1], sys.argv[2], sys.argv[3]
 here = os.path.dirname(os.path.abspath(__file__))
 python = "/usr/bin/python3"  # the interpreter that has Debian's PyQt5
-passed = failed = 0
-
-
-def check(name, condition, detail=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {name} {detail}")
 
 
 have_pyqt = subprocess.run([python, "-c", "import PyQt5.QtWidgets"], capture_output=True).returncode == 0
@@ -35,8 +27,7 @@ if not have_pyqt or not xvfb:
         check("PyQt5 and Xvfb present", False)
     else:
         print("skipped: no PyQt5 or Xvfb")
-    print(f"{passed} passed, {failed} failed")
-    sys.exit(1 if failed else 0)
+    finish()
 
 TABLES = ["Участки", "ЧастиУчастка", "Объекты", "Точки", "ТочкиОМС", "Квартал", "Границы", "Зоны", "Спецзоны",
           "Смежники", "СтарыеКадНомера", "НовыеКадНомера", "Паспорт"]
@@ -114,5 +105,4 @@ finally:
     server.wait()
     shutil.rmtree(tmp, ignore_errors=True)
 
-print(f"{passed} passed, {failed} failed")
-sys.exit(1 if failed else 0)
+finish()

@@ -9,19 +9,11 @@ import shutil
 import subprocess
 import sys
 import tempfile
+
+from checks import check, finish
 import time
 
 module_dir, stand_ins = sys.argv[1], sys.argv[2]
-passed = failed = 0
-
-
-def check(name, condition, detail=""):
-    global passed, failed
-    if condition:
-        passed += 1
-    else:
-        failed += 1
-        print(f"FAILED: {name} {detail}")
 
 
 def run_python(code, env=None, timeout=60):
@@ -117,5 +109,4 @@ elif os.environ.get("CI") == "true":
     check("Xvfb and xdotool present", False)
 
 shutil.rmtree(tmp, ignore_errors=True)
-print(f"{passed} passed, {failed} failed")
-sys.exit(1 if failed else 0)
+finish()
