@@ -23,6 +23,11 @@ std::string IncludeTrailingDelimiter(std::string aFolder) {
     return aFolder;
 }
 
+bool IsFile(const std::string& aPath) {
+    std::error_code ec;
+    return !aPath.empty() && std::filesystem::is_regular_file(aPath, ec);
+}
+
 std::string TempFolder() {
     const char* tmp = std::getenv("TMPDIR");
     return IncludeTrailingDelimiter(tmp && *tmp ? tmp : "/tmp");

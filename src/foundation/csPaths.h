@@ -16,6 +16,8 @@ std::string TempFolder();
 // The Documents folder: the XDG documents folder when it exists, else $HOME, else the
 // temporary folder; with a trailing "/".
 std::string DocumentsFolder();
+// A regular file stands at the path (a link to one counts).
+bool IsFile(const std::string& aPath);
 // The folder with a trailing "/".
 std::string IncludeTrailingDelimiter(std::string aFolder);
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "csProgress.h"
+#include "host_handover.h"
 
 namespace tmi {
 
@@ -59,9 +60,10 @@ struct TImportOutcome {
 
 // The run of the OK button. Raises with "Ошибка при создании папки %s.\n\n%s" when the output
 // folder cannot be made. In a batch, a file that fails is reported in one line and the run
-// goes on. aFileDone, when given, hears of every file as it ends, failed or not.
+// goes on. aFileDone, when given, hears of every file as it ends, failed or not. After each
+// file the host takes the tables over through aBridge; an error of the host ends the run.
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
-                         const TImportFileObserver& aFileDone = {});
+                         const TImportFileObserver& aFileDone = {}, const THostBridge& aBridge = {});
 
 // Why a file failed, in words a person can act on: the file is missing, a folder, unreadable,
 // empty, not XML (with the XML layer's reason, line and column), has no root, or is of no

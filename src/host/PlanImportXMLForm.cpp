@@ -38,11 +38,6 @@ constexpr const char* kAboutLastLine = "Террамир Мини. Импорт 
 constexpr const char* kPointsItems[] = {"Не формировать таблицу поворотных точек", "Сохранять поворотные точки всех участков",
                                         "Сохранять по указанным кадастровым номерам"};
 
-bool IsFile(const std::string& aPath) {
-    std::error_code ec;
-    return !aPath.empty() && fs::is_regular_file(aPath, ec);
-}
-
 bool IsFolder(const std::string& aPath) {
     std::error_code ec;
     return !aPath.empty() && fs::is_directory(aPath, ec);
@@ -389,7 +384,7 @@ void TfrmImport::OKBtnClick() {
         ProjText->setPlainText(Q(choices.ProjText));
     };
     try {
-        RunImport(choices, *FProgress, report);
+        RunImport(choices, *FProgress, report, {}, HostBridge);
     } catch (const std::exception& e) {
         takeBack();
         // The form stays for another try; the progress window goes so that the form can be used.

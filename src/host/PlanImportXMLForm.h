@@ -108,6 +108,8 @@ public:
     std::string AppPath;
     std::string qgisCRS;
     bool trace = false;
+    // How the tables of each file reach the host; nothing is handed over without it.
+    THostBridge HostBridge;
 
 protected:
     void showEvent(QShowEvent* aEvent) override;

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "PlanImportXML.h"
+#include "host_handover.h"
 #include "csPaths.h"
 #include "libImportXML.h"
 
@@ -139,7 +140,7 @@ std::string FailureReason(const TImportFileResult& r) {
 }
 
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
-                         const TImportFileObserver& aFileDone) {
+                         const TImportFileObserver& aFileDone, const THostBridge& aBridge) {
     TImportOutcome outcome;
     const std::string output = Trim(aChoices.MiText);
     std::error_code ec;
@@ -247,7 +248,9 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
             aChoices.fYmax = job.csYmax;
             aChoices.ProjText = NonEarthProjText(aChoices.fXmin, aChoices.fYmin, aChoices.fXmax, aChoices.fYmax);
         }
+        // The tables are complete on disk: the host takes them over. Its errors end the run.
         outcome.fResultLists.push_back(TlibImportXML::ResultListPath());
+        HandOverToHost(outcome.fResultLists.back(), job.blockCn, aChoices.ProjText, aBridge);
         if (!aChoices.chkPacket) {
             aReport(TImportMessageLevel::Info, "Импорт успешно завершен.");
             break;

@@ -17,6 +17,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "PlanImportXML.h"
 #include "PlanImportXMLForm.h"
@@ -41,6 +42,97 @@ struct PyRef {
 
 // A Python exception is already set.
 struct PythonError {};
+
+// The host this build of the module serves: 3 Axioma, 0 MapInfo, 2 QGIS, 4 MapInfo or QGIS.
+#ifndef TM_HOST_MODE
+#define TM_HOST_MODE 3
+#endif
+constexpr uint8_t kEditionHostMode = TM_HOST_MODE;
+
+// The text of the Python exception that is set, "Type: message", and the exception cleared.
+std::string TakePythonError() {
+    PyObject *type = nullptr, *value = nullptr, *traceback = nullptr;
+    PyErr_Fetch(&type, &value, &traceback);
+    PyRef t(type), v(value), tb(traceback);
+    std::string text;
+    auto utf8 = [](PyObject* aObject) -> std::string {
+        if (!aObject) return {};
+        PyRef str(PyObject_Str(aObject));
+        if (!str) {
+            PyErr_Clear();
+            return {};
+        }
+        PyRef bytes(PyUnicode_AsUTF8String(str.p));
+        if (!bytes) {
+            PyErr_Clear();
+            return {};
+        }
+        return PyBytes_AsString(bytes.p);
+    };
+    if (t) {
+        PyRef name(PyObject_GetAttrString(t.p, "__name__"));
+        if (name) text = utf8(name.p);
+        else PyErr_Clear();
+    }
+    const std::string message = utf8(v.p);
+    if (!message.empty()) text += (text.empty() ? "" : ": ") + message;
+    return text.empty() ? std::string("Python error") : text;
+}
+
+// The interpreter's lock, taken by a thread that may or may not hold it, and given back
+// however the block ends.
+struct InterpreterLock {
+    PyGILState_STATE fState = PyGILState_Ensure();
+    ~InterpreterLock() { PyGILState_Release(fState); }
+};
+
+// Runs the script of the hand-over as one program named "<string>" in the namespace of
+// __main__; a Python error becomes an exception with its text, and the rest does not run.
+void RunHostScript(const std::string& aProgram) {
+    InterpreterLock lock;
+    PyRef code(Py_CompileString(aProgram.c_str(), "<string>", Py_file_input));
+    if (!code) throw Exception(TakePythonError());
+    PyObject* main = PyImport_AddModule("__main__");  // borrowed
+    if (!main) throw Exception(TakePythonError());
+    PyObject* globals = PyModule_GetDict(main);  // borrowed
+    PyRef result(PyEval_EvalCode(code.p, globals, globals));
+    if (!result) throw Exception(TakePythonError());
+}
+
+// MapInfo's automation object as the host hands it to the module: any Python object with
+// Do, Eval and MBApplications.Item(name).Do. Every call takes the interpreter's lock.
+class TPythonMapInfo final : public TMapInfoAutomation {
+public:
+    explicit TPythonMapInfo(PyObject* aObject) : fObject(aObject) { Py_INCREF(fObject); }
+    ~TPythonMapInfo() override {
+        InterpreterLock lock;
+        Py_DECREF(fObject);
+    }
+    void Do(const std::string& aCommand) override {
+        InterpreterLock lock;
+        PyRef r(PyObject_CallMethod(fObject, "Do", "s", aCommand.c_str()));
+        if (!r) throw Exception(TakePythonError());
+    }
+    std::string Eval(const std::string& aExpression) override {
+        InterpreterLock lock;
+        PyRef r(PyObject_CallMethod(fObject, "Eval", "s", aExpression.c_str()));
+        if (!r) throw Exception(TakePythonError());
+        PyRef str(PyObject_Str(r.p));
+        PyRef bytes(str ? PyUnicode_AsUTF8String(str.p) : nullptr);
+        if (!bytes) throw Exception(TakePythonError());
+        return PyBytes_AsString(bytes.p);
+    }
+    void ApplicationDo(const std::string& aApplication, const std::string& aCommand) override {
+        InterpreterLock lock;
+        PyRef apps(PyObject_GetAttrString(fObject, "MBApplications"));
+        PyRef app(apps ? PyObject_CallMethod(apps.p, "Item", "s", aApplication.c_str()) : nullptr);
+        PyRef r(app ? PyObject_CallMethod(app.p, "Do", "s", aCommand.c_str()) : nullptr);
+        if (!r) throw Exception(TakePythonError());
+    }
+
+private:
+    PyObject* fObject;
+};
 
 // The folder of this module, with its trailing "/": the application folder, where the data
 // folders stand. Python may load the module through a link in its own folder.
@@ -86,26 +178,15 @@ void ShowInformation(const std::string& aText) {
     TImportConsoleUi().Information(nullptr, aText);
 }
 
-// "axipy.app.mainwindow.qt_object().winId()" as text, converted to an integer.
-long long HostWindowId() {
-    PyRef axipy(PyImport_ImportModule("axipy"));
-    if (!axipy) throw PythonError{};
-    PyRef app(PyObject_GetAttrString(axipy.p, "app"));
-    if (!app) throw PythonError{};
-    PyRef window(PyObject_GetAttrString(app.p, "mainwindow"));
-    if (!window) throw PythonError{};
-    PyRef qt(PyObject_CallMethod(window.p, "qt_object", nullptr));
-    if (!qt) throw PythonError{};
-    PyRef id(PyObject_CallMethod(qt.p, "winId", nullptr));
-    if (!id) throw PythonError{};
-    // A toolkit's own handle type (PyQt's voidptr) is taken as the number it holds; anything
-    // else goes through its text, which must be a decimal integer.
-    if (!PyUnicode_Check(id.p) && !PyBytes_Check(id.p)) {
-        PyRef number(PyNumber_Long(id.p));
+// A window id as the host gives it: a toolkit's own handle type (PyQt's voidptr) is taken as
+// the number it holds; anything else goes through its text, which must be a decimal integer.
+long long WindowIdOf(PyObject* aId) {
+    if (!PyUnicode_Check(aId) && !PyBytes_Check(aId)) {
+        PyRef number(PyNumber_Long(aId));
         if (number) return PyLong_AsLongLong(number.p);
         PyErr_Clear();
     }
-    PyRef text(PyObject_Str(id.p));
+    PyRef text(PyObject_Str(aId));
     if (!text) throw PythonError{};
     PyRef bytes(PyUnicode_AsUTF8String(text.p));
     if (!bytes) throw PythonError{};
@@ -113,6 +194,45 @@ long long HostWindowId() {
     int64_t number = 0;
     if (!TryStrToInt(value, number)) throw Exception("'" + value + "' is not a valid integer value");
     return number;
+}
+
+// Imports aModule and follows the dotted path of attributes and calls ("f()") from it.
+PyRef Follow(const char* aModule, std::initializer_list<const char*> aPath) {
+    PyRef at(PyImport_ImportModule(aModule));
+    if (!at) throw PythonError{};
+    for (const char* step : aPath) {
+        std::string name = step;
+        const bool call = name.size() > 2 && name.compare(name.size() - 2, 2, "()") == 0;
+        if (call) name.resize(name.size() - 2);
+        PyRef next(call ? PyObject_CallMethod(at.p, name.c_str(), nullptr) : PyObject_GetAttrString(at.p, name.c_str()));
+        if (!next) throw PythonError{};
+        std::swap(at.p, next.p);
+    }
+    return PyRef(std::exchange(at.p, nullptr));
+}
+
+// The host's main window, by edition: Axioma's through axipy, QGIS's through its interface,
+// MapInfo's as its automation object tells it (SystemInfo(SYS_INFO_MAPINFOWND)). 0: none.
+long long HostWindowId(TMapInfoAutomation* aMapInfo) {
+    switch (kEditionHostMode) {
+        case 3: {
+            PyRef id = Follow("axipy", {"app", "mainwindow", "qt_object()", "winId()"});
+            return WindowIdOf(id.p);
+        }
+        case 2: {
+            PyRef id = Follow("qgis.utils", {"iface", "mainWindow()", "winId()"});
+            return WindowIdOf(id.p);
+        }
+        case 0: {
+            if (!aMapInfo) return 0;
+            const std::string value = aMapInfo->Eval("SystemInfo(9)");
+            int64_t number = 0;
+            if (!TryStrToInt(value, number)) throw Exception("'" + value + "' is not a valid integer value");
+            return number;
+        }
+        default:
+            return 0;
+    }
 }
 
 template <class F>
@@ -177,7 +297,9 @@ struct ReleasedInterpreter {
 // A console is up: a second one waits for it to close.
 std::atomic<bool> busy{false};
 
-PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
+// The MapInfo edition is handed MapInfo's automation object as the first argument; the
+// other editions read no argument.
+PyObject* ShowImportForm(PyObject*, PyObject* aArgs, PyObject*) {
     if (busy.exchange(true)) {
         PyErr_SetString(PyExc_RuntimeError, "Консоль импорта уже открыта");
         return nullptr;
@@ -185,11 +307,18 @@ PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
     struct Free {
         ~Free() { busy = false; }
     } free;
-    return Guarded([]() -> PyObject* {
+    return Guarded([aArgs]() -> PyObject* {
         const std::string appPath = ModuleFolder();
         Bitness() = sizeof(void*) == 4 ? 32 : 64;
         std::setlocale(LC_NUMERIC, "C");
-        HostMode() = 3;
+        HostMode() = kEditionHostMode;
+        THostBridge bridge;
+        if (kEditionHostMode == 3) bridge.RunScript = RunHostScript;
+        if (kEditionHostMode == 0) {
+            if (!aArgs || !PyTuple_Check(aArgs) || PyTuple_Size(aArgs) < 1)
+                throw Exception("ShowImportForm: the MapInfo edition needs MapInfo's automation object as its argument");
+            bridge.MapInfo = std::make_shared<TPythonMapInfo>(PyTuple_GetItem(aArgs, 0));
+        }
         TcsIniFile ini(SavedChoicesPath());
         QApplication& app = ScreenApplication("консоли импорта");
         if (QThread::currentThread() != app.thread())
@@ -201,12 +330,16 @@ PyObject* ShowImportForm(PyObject*, PyObject*, PyObject*) {
         LoadChoices(ini, choices);
         form->SetChoices(choices);
         // Without the host's window the console does not open, and nothing is written.
-        AttachOwner(*form, HostWindowId());
+        AttachOwner(*form, HostWindowId(bridge.MapInfo.get()));
         FreeConsole();
+        form->HostBridge = bridge;
         frmImport = form.release();
         {
             ReleasedInterpreter released;
             frmImport->exec();
+            // The host's objects are not kept beyond the call.
+            if (frmImport) frmImport->HostBridge = {};
+            bridge = {};
         }
         // The choices go back to the file however the form was closed.
         if (frmImport) {
@@ -254,7 +387,7 @@ extern "C" __attribute__((visibility("default"))) void inittmMiniImportLib() {
         if (!Application()) return;
         FreeConsole();
         frmImport = new TfrmImport();
-        HostMode() = 3;
+        HostMode() = kEditionHostMode;
         frmImport->show();
     } catch (...) {
         PyErr_Clear();

@@ -6,53 +6,26 @@ console's buttons as an operator would, under Xvfb.
 usage: console_e2e_test.py MODULE_DIR STAND_INS_DIR EXTRACT.xml
 Prints 'N passed, N failed' and exits non-zero on a failure.
 """
-import json
 import os
 import shutil
-import subprocess
 import sys
 import tempfile
 
 from checks import check, finish
+from xhost import TABLES, Display, ogrinfo, require_screen, run_host
 
 module_dir, stand_ins, extract = sys.argv[1], sys.argv[2], sys.argv[3]
-here = os.path.dirname(os.path.abspath(__file__))
-python = "/usr/bin/python3"  # the interpreter that has Debian's PyQt5
-
-
-have_pyqt = subprocess.run([python, "-c", "import PyQt5.QtWidgets"], capture_output=True).returncode == 0
-xvfb = shutil.which("Xvfb")
-if not have_pyqt or not xvfb:
-    if os.environ.get("CI") == "true":
-        check("PyQt5 and Xvfb present", False)
-    else:
-        print("skipped: no PyQt5 or Xvfb")
-    finish()
-
-TABLES = ["Участки", "ЧастиУчастка", "Объекты", "Точки", "ТочкиОМС", "Квартал", "Границы", "Зоны", "Спецзоны",
-          "Смежники", "СтарыеКадНомера", "НовыеКадНомера", "Паспорт"]
-
+require_screen()
 tmp = tempfile.mkdtemp()
-ready_r, ready_w = os.pipe()
-server = subprocess.Popen([xvfb, "-displayfd", str(ready_w), "-screen", "0", "1280x1024x24"],
-                          stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, pass_fds=(ready_w,))
-os.close(ready_w)
+display = None
 
 
 def host(env_extra, with_axipy=True):
-    path = module_dir + (os.pathsep + stand_ins if with_axipy else "")
-    env = dict(os.environ, DISPLAY=display, TMPDIR=os.path.join(tmp, "tmp"), XDG_DOCUMENTS_DIR=os.path.join(tmp, "docs"),
-               PYTHONPATH=path, **env_extra)
-    env.pop("QT_QPA_PLATFORM", None)
-    r = subprocess.run([python, os.path.join(here, "host_driver.py")], capture_output=True, text=True, env=env,
-                       timeout=300)
-    lines = [line for line in r.stdout.splitlines() if line.startswith("{")]
-    return (json.loads(lines[-1]) if lines else {}), r
+    return run_host(display, module_dir, stand_ins, tmp, env_extra, with_stand_ins=with_axipy)
 
 
-try:
-    with os.fdopen(ready_r) as ready:
-        display = ":" + ready.readline().strip()
+with Display() as screen:
+    display = screen.name
     for d in ("tmp", "docs", "out"):
         os.makedirs(os.path.join(tmp, d))
     ini_path = os.path.join(tmp, "tmp", "Импорт64.ini")
@@ -77,15 +50,14 @@ try:
         ok = os.path.exists(mif) and os.path.exists(os.path.join(out, table + ".mid"))
         check("table " + table, ok)
         if ok and shutil.which("ogrinfo"):
-            g = subprocess.run(["ogrinfo", "-ro", "-so", "-al", mif], capture_output=True, text=True)
-            check("GDAL opens " + table, g.returncode == 0 and "Feature Count" in g.stdout, g.stderr)
+            check("GDAL opens " + table, "Feature Count" in (ogrinfo(mif) or ""))
     listed = open(os.path.join(tmp, "docs", "tmMiniImportRes.ini"), encoding="utf-8").read().split()
     check("result list", sorted(listed) == sorted(out + t for t in TABLES), listed)
     ini = open(ini_path, encoding="utf-8").read()
     for line in (f"XMLText={extract}", f"MiText={out}", "chkObj=1", "cmbPoints=1", "chkParcel=1", "txtCnCount=0"):
         check("saved " + line, line in ini.splitlines(), ini)
-    rows = subprocess.run(["ogrinfo", "-ro", "-so", "-al", os.path.join(out, "Точки.mif")], capture_output=True, text=True)
-    check("points table filled (cmbPoints 1)", "Feature Count: 0" not in rows.stdout, rows.stdout)
+    rows = ogrinfo(os.path.join(out, "Точки.mif")) or ""
+    check("points table filled (cmbPoints 1)", "Feature Count: 0" not in rows, rows)
 
     # Two calls in one run of the host: the second console comes from the file the first wrote,
     # and closing it keeps the choices. A call from another thread meanwhile is refused.
@@ -100,9 +72,6 @@ try:
     seen, r = host({"TM_ENTRY": "init", "TM_PRESS": "CloseBtn"})
     check("older entry shows the console", seen.get("console") is True and seen.get("presses") == ["CloseBtn"],
           r.stdout + r.stderr)
-finally:
-    server.terminate()
-    server.wait()
-    shutil.rmtree(tmp, ignore_errors=True)
+shutil.rmtree(tmp, ignore_errors=True)
 
 finish()

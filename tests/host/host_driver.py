@@ -10,6 +10,9 @@ Environment:
   TM_THREAD  "1": while the console is up, call ShowImportForm from another thread too
   TM_SHOTS   a folder: the console and the progress window are saved there as pictures
              (console.png before the first press, progress.png once the bar has moved)
+  TM_EDITION "mapinfo": the host is MapInfo and hands the module its automation object (the
+             stand-in), whose commands are noted; "qgis": the host is QGIS, whose interface
+             gives the main window
 Every message box is answered with OK and its text noted. Prints one JSON line.
 """
 import ctypes
@@ -27,11 +30,27 @@ main.setWindowTitle("Host GIS")
 main.resize(300, 200)
 main.show()
 
-try:
-    import axipy
-    axipy.app.mainwindow.widget = main
-except ImportError:
-    pass
+edition = os.environ.get("TM_EDITION", "")
+call_args = ()
+mapinfo = None
+if edition == "mapinfo":
+    import mapinfo_standin
+    mapinfo = mapinfo_standin.MapInfoApplication(main)
+    mapinfo.fail_on = os.environ.get("TM_MAPINFO_FAIL")
+    call_args = (mapinfo,)
+elif edition == "qgis":
+    import qgis.utils
+
+    class _Iface:
+        def mainWindow(self):
+            return main
+    qgis.utils.iface = _Iface()
+else:
+    try:
+        import axipy
+        axipy.app.mainwindow.widget = main
+    except ImportError:
+        pass
 
 presses = [p for p in os.environ.get("TM_PRESS", "").split(",") if p]
 seen = {"messages": [], "console": False, "owner": None, "presses": [], "results": [], "errors": []}
@@ -98,8 +117,12 @@ if os.environ.get("TM_ENTRY") == "init":
 else:
     for _ in range(int(os.environ.get("TM_CALLS", "1"))):
         try:
-            seen["results"].append(tmMiniImportLib.ShowImportForm())
+            seen["results"].append(tmMiniImportLib.ShowImportForm(*call_args))
         except Exception as e:  # what the host would see
             seen["errors"].append(type(e).__name__ + ": " + str(e))
 timer.stop()
+if mapinfo is not None:
+    seen["mapinfo"] = [list(c) for c in mapinfo.commands]
+if "axipy" in sys.modules and "axipy.cpp_core_dp" in sys.modules:
+    seen["converted"] = [list(c) for c in sys.modules["axipy.cpp_core_dp"].converted]
 print(json.dumps(seen, ensure_ascii=False))
