@@ -33,6 +33,8 @@ const char kUsage[] =
     "                          catalogue (Apps/MapInfow.prj beside the program), as the console's\n"
     "                          \"Проекция в XML\" button picks it: \"МСК-26 зона 2\"\n"
     "  --list-projections [TEXT]  print the catalogue's categories and names (those holding TEXT)\n"
+    "  --format mif|tab|both   the tables: MIF/MID pairs (default), TAB tables named after the\n"
+    "                          block (NAME_BLOCK.tab, written through GDAL), or both\n"
     "  --bounds                compute the bounds of the data and carry them into the clause\n"
     "  --objects               import construction objects\n"
     "  --centers               write the centres of round objects\n"
@@ -179,6 +181,15 @@ int main(int argc, char** argv) {
         } else if (a == "--list-projections") {
             const std::string text = i + 1 < argc && argv[i + 1][0] != '-' ? argv[++i] : "";
             return ListProjections(CatalogueFile(choices), text);
+        } else if (a == "--format") {
+            const std::string f = next();
+            if (f == "mif") choices.TableFormat = TImportChoices::TTableFormat::Mif;
+            else if (f == "tab") choices.TableFormat = TImportChoices::TTableFormat::Tab;
+            else if (f == "both") choices.TableFormat = TImportChoices::TTableFormat::Both;
+            else {
+                std::fprintf(stderr, "tmimport: --format takes mif, tab or both\n");
+                return 2;
+            }
         } else if (a == "--bounds") {
             choices.chkBounds = true;
         } else if (a == "--objects") {

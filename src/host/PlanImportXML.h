@@ -29,6 +29,9 @@ struct TImportChoices {
     std::string XSDPath;
     std::string AppPath;
     double fXmin = 0, fYmin = 0, fXmax = 10000000, fYmax = 10000000;
+    // The command line's choice of tables: MIF/MID (what the console always writes), TAB
+    // tables named as the hand-over names them, or both.
+    enum class TTableFormat { Mif, Tab, Both } TableFormat = TTableFormat::Mif;
 };
 
 // Notice: a missing classifier dictionary; every job of a run tells each one.
@@ -76,6 +79,14 @@ std::string PartialReason(const TImportFileResult& aResult);
 // The non-earth clause the console shows: "CoordSys NonEarth Units "m" Bounds (x1,y1) (x2,y2)"
 // with two decimals.
 std::string NonEarthProjText(double aXmin, double aYmin, double aXmax, double aYmax);
+
+// The table of the hidden test button: at aPath, in the clause aProjText and the bounds,
+// columns "Id" and "Name", and three features: a square, a square with a hole and a point.
+// Raises with the library's error.
+void WriteTestTable(const std::string& aPath, const std::string& aProjText, double aXmin, double aYmin, double aXmax,
+                    double aYmax);
+// Where the test button writes its table: TestQGIS/a1.tab in the temporary folder.
+std::string TestTablePath();
 
 class TcsIniFile;
 

@@ -229,6 +229,7 @@ TfrmImport::TfrmImport(QWidget* aParent, std::shared_ptr<TImportConsoleUi> aUi)
     connect(MiBtn, &QPushButton::clicked, this, [this] { MiBtnClick(); });
     connect(ProjBtn, &QPushButton::clicked, this, [this] { ProjBtnClick(); });
     connect(OKBtn, &QPushButton::clicked, this, [this] { OKBtnClick(); });
+    connect(cxButton1, &QPushButton::clicked, this, [this] { cxButton1Click(); });
     connect(CloseBtn, &QPushButton::clicked, this, [this] { reject(); });
     connect(HelpBtn, &QPushButton::clicked, this, [this] { HelpBtnClick(); });
     connect(AboutBtn, &QPushButton::clicked, this, [this] { AboutBtnClick(); });
@@ -397,6 +398,19 @@ void TfrmImport::OKBtnClick() {
     takeBack();
     FProgress.reset();
     accept();
+}
+
+void TfrmImport::cxButton1Click() {
+    const std::string path = TestTablePath();
+    try {
+        std::error_code ec;
+        fs::create_directories(fs::path(path).parent_path(), ec);
+        WriteTestTable(path, S(ProjText->toPlainText()), fXmin, fYmin, fXmax, fYmax);
+        ReText("Записана таблица " + path);
+    } catch (const std::exception& e) {
+        ReText(e.what());
+        Message(e.what());
+    }
 }
 
 std::string TfrmImport::HelpFileName() const {

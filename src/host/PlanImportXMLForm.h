@@ -68,6 +68,9 @@ public:
     void HelpBtnClick();
     void AboutBtnClick();
     void cmbPointsChange();
+    // The hidden test button: a small TAB table written directly, TestQGIS/a1.tab in the
+    // temporary folder.
+    void cxButton1Click();
     // The help file for the host mode, whether or not it exists.
     [[nodiscard]] std::string HelpFileName() const;
 

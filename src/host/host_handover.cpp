@@ -1,9 +1,12 @@
 #include "host_handover.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
+#include "PlanImportXML.h"
 #include "csCommon.h"
+#include "csMitab.h"
 #include "csPaths.h"
 
 namespace tmi {
@@ -73,6 +76,59 @@ std::vector<std::string> MapInfoCommands(const std::vector<std::string>& aTables
         if (HasMif(line))
             commands.push_back("Import \"" + line + ".mif\" Type \"MIF\" Into \"" + line + "_" + aBlockCn + ".tab\" Overwrite");
     return commands;
+}
+
+void NameTabTables(const std::string& aResultList, const std::string& aBlockCn, bool aDropMif) {
+    std::error_code ec;
+    for (const std::string& line : ReadResultList(aResultList)) {
+        const std::string final = FinalTableName(line, aBlockCn);
+        const std::string finalStem = final.substr(0, final.size() - 4);
+        for (const char* ext : {".tab", ".dat", ".map", ".id", ".ind"}) {
+            if (!std::filesystem::exists(line + ext, ec)) continue;
+            std::filesystem::remove(finalStem + ext, ec);
+            std::filesystem::rename(line + ext, finalStem + ext, ec);
+            if (ec) throw Exception("Не удалось переименовать " + line + ext + ": " + ec.message());
+        }
+        if (aDropMif)
+            for (const char* ext : {".mif", ".mid"}) std::filesystem::remove(line + ext, ec);
+    }
+}
+
+std::string TestTablePath() { return TempFolder() + "TestQGIS/a1.tab"; }
+
+void WriteTestTable(const std::string& aPath, const std::string& aProjText, double aXmin, double aYmin, double aXmax,
+                    double aYmax) {
+    TcsMapinfoTable table;
+    table.FFileName = aPath;
+    table.FCoordSysString = aProjText;
+    table.Bounds().SetXMin(aXmin);
+    table.Bounds().SetYMin(aYmin);
+    table.Bounds().SetXMax(aXmax);
+    table.Bounds().SetYMax(aYmax);
+    table.FOnError = [](TcsMapinfoTable&, const std::string& aText) { throw Exception(aText); };
+    table.CreateTable("tab");
+    table.AddField("Id", TABFT_Integer, false, false, 0, 4);
+    table.AddField("Name", TABFT_Char, false, false, 0, 50);
+    auto feature = [&](int aId, const std::string& aName, int aKind, const std::vector<std::vector<double>>& aParts) {
+        table.CreateFeature(aKind);
+        table.SetFieldValue(std::to_string(aId), "Id");
+        table.SetFieldValue(aName, "Name");
+        for (size_t i = 0; i < aParts.size(); ++i) {
+            std::vector<double> x, y;
+            for (size_t k = 0; k + 1 < aParts[i].size(); k += 2) {
+                x.push_back(aParts[i][k]);
+                y.push_back(aParts[i][k + 1]);
+            }
+            table.SetPoints(static_cast<int>(i), x, y);
+        }
+        table.WriteActiveFeature();
+        table.DestroyActiveFeature();
+    };
+    feature(1, "Квадрат", TABFC_Region, {{10, 10, 10, 30, 30, 30, 30, 10, 10, 10}});
+    feature(2, "Квадрат с дыркой", TABFC_Region,
+            {{40, 10, 40, 40, 70, 40, 70, 10, 40, 10}, {50, 20, 50, 30, 60, 30, 60, 20, 50, 20}});
+    feature(3, "Точка", TABFC_Point, {{105, 45}});
+    table.CloseTable();
 }
 
 void HandOverToHost(const std::string& aResultList, const std::string& aBlockCn, const std::string& aProjText,

@@ -47,6 +47,10 @@ std::vector<std::string> AxiomaScript(const std::vector<std::string>& aTables, c
 // The MapBasic commands for MapInfo, in the order they are given.
 std::vector<std::string> MapInfoCommands(const std::vector<std::string>& aTables, const std::string& aBlockCn);
 
+// The TAB tables written beside the MIF files of a list (name.tab and its companions) take
+// their final names, as the hand-over names them; with aDropMif the MIF/MID pairs go.
+void NameTabTables(const std::string& aResultList, const std::string& aBlockCn, bool aDropMif);
+
 // The hand-over of one file by the host mode: 0 MapInfo, 3 Axioma, any other nothing. No list,
 // nothing done. Errors of the host raise.
 void HandOverToHost(const std::string& aResultList, const std::string& aBlockCn, const std::string& aProjText,

@@ -182,7 +182,7 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         job.fWriteParcels = aChoices.chkParcel;
         job.fWriteZones = aChoices.chkZone;
         job.fWriteBounds = aChoices.chkBound;
-        job.fWriteStyle = 0;
+        job.fWriteStyle = aChoices.TableFormat == TImportChoices::TTableFormat::Mif ? 0 : 2;
         job.FProgress = &aProgress;
         job.XSDPath = aChoices.XSDPath;
         job.AppDir = aChoices.AppPath;
@@ -250,6 +250,8 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         }
         // The tables are complete on disk: the host takes them over. Its errors end the run.
         outcome.fResultLists.push_back(TlibImportXML::ResultListPath());
+        if (aChoices.TableFormat != TImportChoices::TTableFormat::Mif)
+            NameTabTables(outcome.fResultLists.back(), job.blockCn, aChoices.TableFormat == TImportChoices::TTableFormat::Tab);
         HandOverToHost(outcome.fResultLists.back(), job.blockCn, aChoices.ProjText, aBridge);
         if (!aChoices.chkPacket) {
             aReport(TImportMessageLevel::Info, "Импорт успешно завершен.");

@@ -103,7 +103,7 @@ bool TlibImportXML::Execute() {
     auto finish = [&] {
         FNTCurrentNode = nullptr;
         FNTDoc.reset();
-        if (fWriteStyle == 0) WriteResultList();
+        if (fWriteStyle != 1) WriteResultList();  // the TAB tables alone are not listed
     };
     try {
         DoAbort = false;

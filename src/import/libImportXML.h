@@ -345,7 +345,7 @@ public:
     bool fWriteZones = true;
     bool fWriteBounds = true;
     bool fWriteCenter = false;
-    int32_t fWriteStyle = 0;
+    int32_t fWriteStyle = 0;  // 0 MIF/MID; 1 TAB instead, parcels without objects, no list; 2 MIF/MID and TAB
     TcsProgress* FProgress = nullptr;  // not owned
     int32_t fPoints = 0;
     std::string miCoordSys;

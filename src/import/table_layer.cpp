@@ -26,7 +26,18 @@ void TlibImportXML::AddGMField(std::string_view aName, int aType, bool aGeometry
 void TlibImportXML::CreateGMTable(std::string_view aName, int aKind) {
     auto table = std::make_unique<TMITable>(std::string(aName), aKind);
     const std::string coordSys = nspec > 0 && !specAr.empty() ? "CoordSys Earth Projection " + specAr[0].csmapinfo : miCoordSys;
-    table->Create(OutputFolder(), FieldList, coordSys);
+    // 0: the pair of MIF/MID files; 1: a TAB table instead, in the job's clause; 2: both.
+    if (fWriteStyle != 1) table->Create(OutputFolder(), FieldList, coordSys);
+    if (fWriteStyle == 1 || fWriteStyle == 2) {
+        TcsGeometryBounds bounds;
+        bounds.SetXMin(csXmin);
+        bounds.SetYMin(csYmin);
+        bounds.SetXMax(csXmax);
+        bounds.SetYMax(csYmax);
+        // An error of the library ends the file, as a file that cannot be written does.
+        table->CreateTab(OutputFolder() + std::string(aName) + ".tab", FieldList, fWriteStyle == 1 ? miCoordSys : coordSys,
+                         bounds, [](TcsMapinfoTable&, const std::string& aText) { throw EInOutError(aText); });
+    }
     fMITables.push_back(std::move(table));
 }
 
@@ -59,7 +70,9 @@ TMITable& TlibImportXML::OpenTable() {
 
 void TlibImportXML::NewGMRecord(bool aGraphic, int8_t aKind) {
     fTypeGr = aKind;
-    OpenTable().NewRecord(aGraphic);
+    TMITable& table = OpenTable();
+    table.NewRecord(aGraphic);
+    table.NewTabRecord(aGraphic, aKind);
 }
 
 void TlibImportXML::SetGMField(std::string_view aName, const TcsVariant& aValue) { OpenTable().SetField(aName, aValue); }

@@ -1,6 +1,8 @@
 #include "csMapinfoTab.h"
 
 #include <charconv>
+#include <chrono>
+#include <thread>
 #include <cmath>
 #include <cstdio>
 
@@ -92,20 +94,13 @@ std::string MidValue(const TGMField& aField, const TcsVariant& aValue) {
     }
 }
 
-void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys) {
-    hdrMif.Rewrite(aFolder + Name_ + ".mif");
-    hdrMif.WriteLine("Version 300");
-    hdrMif.WriteLine("Charset \"WindowsCyrillic\"");
-    hdrMif.WriteLine("Delimiter \",\"");
-    hdrMif.WriteLine(aCoordSys);
+void TMITable::SetTemplate(const std::vector<TGMField>& aTemplate) {
     FieldList.clear();
-    int columns = 0;
     for (const TGMField& f : aTemplate) {
         TGMField copy = f;
         copy.FieldValue.clear();
         if (copy.FieldType == ftLongText) copy.FieldSize = 150;
         FieldList.push_back(std::move(copy));
-        if (!f.FieldGeom) ++columns;
     }
     fFirstOfName.assign(FieldList.size(), 0);
     for (size_t i = 0; i < FieldList.size(); ++i) {
@@ -113,6 +108,18 @@ void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& a
         while (!SameText(FieldList[first].FieldName, FieldList[i].FieldName)) ++first;
         fFirstOfName[i] = static_cast<int>(first);
     }
+}
+
+void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys) {
+    hdrMif.Rewrite(aFolder + Name_ + ".mif");
+    hdrMif.WriteLine("Version 300");
+    hdrMif.WriteLine("Charset \"WindowsCyrillic\"");
+    hdrMif.WriteLine("Delimiter \",\"");
+    hdrMif.WriteLine(aCoordSys);
+    SetTemplate(aTemplate);
+    int columns = 0;
+    for (const TGMField& f : FieldList)
+        if (!f.FieldGeom) ++columns;
     hdrMif.WriteLine("Columns " + std::to_string(columns));
     for (const TGMField& f : FieldList) {
         if (f.FieldGeom) continue;
@@ -134,7 +141,53 @@ void TMITable::Create(const std::string& aFolder, const std::vector<TGMField>& a
     hdrMid.Rewrite(aFolder + Name_ + ".mid");
 }
 
+void TMITable::CreateTab(const std::string& aPath, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys,
+                         const TcsGeometryBounds& aBounds, TcsMapinfoTableError aOnError) {
+    if (FieldList.empty()) SetTemplate(aTemplate);
+    fTab = std::make_unique<TcsMapinfoTable>();
+    fTab->FFileName = aPath;
+    fTab->FCoordSysString = aCoordSys;
+    fTab->Bounds().Assign(aBounds);
+    fTab->FTagName = Name_;
+    fTab->FOnError = std::move(aOnError);
+    fTab->CreateTable("tab");
+    for (const TGMField& f : aTemplate) {
+        if (f.FieldGeom) continue;
+        switch (f.FieldType) {
+            case ftInteger: fTab->AddField(f.FieldName, TABFT_Integer, false, false, 0, 8); break;
+            case ftFloat: fTab->AddField(f.FieldName, TABFT_Float, false, false, 0, 8); break;
+            case ftDate: fTab->AddField(f.FieldName, TABFT_Date, false, false, 0, 8); break;
+            case ftText: {
+                const int size = f.FieldSize.value_or(150);
+                fTab->AddField(f.FieldName, TABFT_Char, false, false, 0, size < 200 ? size : 150);
+                break;
+            }
+            case ftLongText: fTab->AddField(f.FieldName, TABFT_Char, false, false, 0, 150); break;
+            default: break;
+        }
+    }
+}
+
+void TMITable::NewTabRecord(bool aGraphic, int aKind) {
+    if (!fTab) return;
+    int feature = TABFC_NoGeom;
+    if (aGraphic) {
+        switch (aKind) {
+            case 2: feature = TABFC_Region; break;
+            case 1: feature = TABFC_Polyline; break;
+            case 10: feature = TABFC_Point; break;
+            default: feature = TABFC_NoGeom; break;
+        }
+    }
+    fTab->CreateFeature(feature);
+}
+
+void TMITable::WriteTabGeometry(const TcsGeometry& aGeometry) {
+    if (fTab) fTab->WriteGeometry(aGeometry);
+}
+
 void TMITable::NewRecord(bool aGraphic) {
+    if (!HasMif()) return;
     if (!aGraphic) hdrMif.WriteLine("none");
     strBuf.clear();
     for (TGMField& f : FieldList) f.FieldValue.clear();
@@ -156,10 +209,37 @@ void TMITable::SetField(std::string_view aName, const TcsVariant& aValue) {
     if (i < 0) return;
     TGMField& f = FieldList[static_cast<size_t>(i)];
     if (f.FieldGeom) return;
-    f.FieldValue = MidValue(f, aValue);
+    if (HasMif()) f.FieldValue = MidValue(f, aValue);
+    if (!fTab) return;
+    // The TAB takes text: cut to the column's size, floats and integers as the MID has them,
+    // dates as the short date; long text is not carried.
+    switch (f.FieldType) {
+        case ftText: {
+            const int size = f.FieldSize.value_or(150);
+            fTab->SetFieldValue(std::string(CutChars(TextOf(aValue), static_cast<size_t>(size < 200 ? size : 150))), f.FieldName);
+            break;
+        }
+        case ftFloat: fTab->SetFieldValue(GeneralFloat(aValue.AsFloat()), f.FieldName); break;
+        case ftInteger: fTab->SetFieldValue(std::to_string(AsInt32(aValue)), f.FieldName); break;
+        case ftDate: {
+            const TDateTime d = aValue.AsDateTime();
+            fTab->SetFieldValue(d.fValue == 0 ? std::string() : TextOf(TcsVariant(d)), f.FieldName);
+            break;
+        }
+        default: break;
+    }
 }
 
 void TMITable::Post() {
+    if (fTab) {
+        fTab->WriteActiveFeature();
+        // The table alone waits a moment around freeing each feature, as it always has.
+        if (!HasMif()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        fTab->DestroyActiveFeature();
+        if (!HasMif()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        if (!HasMif()) ++fRows;
+    }
+    if (!HasMif()) return;
     std::string line;
     for (const TGMField& f : FieldList) {
         if (f.FieldGeom) continue;
@@ -182,6 +262,10 @@ void TMITable::Post() {
 }
 
 void TMITable::Close() {
+    if (fTab) {
+        fTab->CloseTable();
+        fTab.reset();
+    }
     Name_.clear();
     hdrMif.Close();
     hdrMid.Close();

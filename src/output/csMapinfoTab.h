@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "csMifFile.h"
+#include "csMitab.h"
 #include "csVariant.h"
 
 namespace tmi {
@@ -63,6 +64,18 @@ public:
     }
     void Close();
 
+    // The TAB side of the table: a TcsMapinfoTable at aPath (".tab" included), in the clause
+    // and bounds given, with the columns mapped to MITAB's types. Alone it stands for the
+    // pair of files; after Create the table writes both.
+    void CreateTab(const std::string& aPath, const std::vector<TGMField>& aTemplate, const std::string& aCoordSys,
+                   const TcsGeometryBounds& aBounds, TcsMapinfoTableError aOnError);
+    // The feature of a row: none for a row without graphics, else by the kind (2 region,
+    // 1 polyline, 10 point, anything else none).
+    void NewTabRecord(bool aGraphic, int aKind);
+    void WriteTabGeometry(const TcsGeometry& aGeometry);
+    [[nodiscard]] bool HasMif() const noexcept { return hdrMif.IsOpen(); }
+    [[nodiscard]] TcsMapinfoTable* Tab() const noexcept { return fTab.get(); }
+
     [[nodiscard]] int ColumnIndex(std::string_view aName) const;
     [[nodiscard]] const std::vector<TGMField>& Fields() const noexcept { return FieldList; }
     [[nodiscard]] const std::string& MifFileName() const noexcept { return hdrMif.FileName(); }
@@ -74,12 +87,15 @@ public:
     int counter = 0;
 
 private:
+    void SetTemplate(const std::vector<TGMField>& aTemplate);
+
     std::vector<TGMField> FieldList;
     std::vector<int> fFirstOfName;  // per column: the first column whose name folds to its name
     TcsAnsiTextFile hdrMif;
     TcsAnsiTextFile hdrMid;
     std::string strBuf;
     int fRows = 0;
+    std::unique_ptr<TcsMapinfoTable> fTab;
 };
 
 }  // namespace tmi

@@ -315,3 +315,25 @@ TEST(CommandLine, VersionAndSummary) {
     const Cli quiet = RunCli(f, Q(std::string(TM_SAMPLE)) + " -o " + Q((f.fPath / "out").string()) + " -q");
     EXPECT_EQ(quiet.fOut, "");
 }
+
+// TAB tables without a host: named after the block, beside the MIF files or instead of them.
+TEST(CommandLine, TableFormats) {
+    Folder f("formats");
+    const std::string both = (f.fPath / "both").string(), tab = (f.fPath / "tab").string();
+    Cli r = RunCli(f, Q(TM_SAMPLE) + " -o " + Q(both) + " -q --format both");
+    ASSERT_EQ(r.fStatus, 0) << (r.fErr.empty() ? "" : r.fErr[0]);
+    EXPECT_TRUE(fs::exists(both + "/Участки.mif"));
+    EXPECT_TRUE(fs::exists(both + "/Участки_77_01_0001001.tab"));
+    EXPECT_TRUE(fs::exists(both + "/Участки_77_01_0001001.dat"));
+    EXPECT_FALSE(fs::exists(both + "/Участки.tab"));
+    r = RunCli(f, Q(TM_SAMPLE) + " -o " + Q(tab) + " -q --format tab");
+    ASSERT_EQ(r.fStatus, 0);
+    int tabs = 0, mifs = 0;
+    for (const auto& e : fs::directory_iterator(tab)) {
+        tabs += e.path().extension() == ".tab";
+        mifs += e.path().extension() == ".mif" || e.path().extension() == ".mid";
+    }
+    EXPECT_EQ(tabs, 13);
+    EXPECT_EQ(mifs, 0);
+    EXPECT_EQ(RunCli(f, Q(TM_SAMPLE) + " --format shp").fStatus, 2);
+}

@@ -222,3 +222,31 @@ TEST(HandOver, RunImportHandsOverAfterEachFile) {
     unsetenv("XDG_DOCUMENTS_DIR");
     fs::remove_all(root);
 }
+
+// The hidden test button's table, written directly and read back by GDAL.
+TEST(HandOver, TestTableOfTheHiddenButton) {
+    const fs::path root = fs::temp_directory_path() / ("tmi" + std::to_string(::getpid()) + "_testtab");
+    fs::remove_all(root);
+    fs::create_directories(root / "TestQGIS");
+    setenv("TMPDIR", root.c_str(), 1);
+    EXPECT_EQ(TestTablePath(), root.string() + "/TestQGIS/a1.tab");
+    const std::string path = TestTablePath();
+    unsetenv("TMPDIR");
+    std::string report;
+    try {
+        WriteTestTable(path, "CoordSys NonEarth Units \"m\" Bounds (0.00,0.00) (1000.00,1000.00)", 0, 0, 1000, 1000);
+        FILE* p = popen(("ogrinfo -ro -al '" + path + "' 2>&1").c_str(), "r");
+        ASSERT_NE(p, nullptr);
+        char buf[4096];
+        while (size_t n = fread(buf, 1, sizeof buf, p)) report.append(buf, n);
+        pclose(p);
+    } catch (const std::exception& e) {
+        if (std::getenv("CI")) FAIL() << e.what();
+        GTEST_SKIP() << e.what();
+    }
+    for (const char* text : {"Feature Count: 3", "Id: Integer", "Name: String (50.0)", "POLYGON ((10 10,10 30,30 30,30 10,10 10))",
+                             "POLYGON ((40 10,40 40,70 40,70 10,40 10),(50 20,50 30,60 30,60 20,50 20))", "POINT (105 45)",
+                             "Name (String) = Квадрат"})
+        EXPECT_NE(report.find(text), std::string::npos) << text << "\n" << report;
+    fs::remove_all(root);
+}
