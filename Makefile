@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 # Both install what is missing from Debian, configure, build and run; both can be repeated.
 
-PKGS      := cmake ninja-build g++ make pkg-config libgtest-dev libxml2-dev libpugixml-dev qtbase5-dev gdal-bin xvfb xdotool xauth python3 python3-dev python3-pyqt5 python3-gdal libproj-dev
+PKGS      := cmake ninja-build g++ make pkg-config libgtest-dev libxml2-dev libpugixml-dev qtbase5-dev gdal-bin xvfb xdotool xauth python3 python3-dev python3-pyqt5 python3-gdal python3-qgis python3-mock libproj-dev
 FUZZ_PKGS := clang libclang-rt-14-dev
 BUILD     ?= build
 JOBS      ?= $(shell nproc)
@@ -10,7 +10,7 @@ PREFIX    ?= /usr/local
 
 SUDO := $(shell [ "$$(id -u)" -eq 0 ] || echo sudo)
 
-.PHONY: deps run test build install sanitize fuzz-deps fuzz bench-xml clean
+.PHONY: deps run test build install plugin sanitize fuzz-deps fuzz bench-xml clean
 
 define install_missing
 	@missing=$$(for p in $(1); do dpkg -s $$p >/dev/null 2>&1 || echo $$p; done); \
@@ -38,6 +38,10 @@ run: build
 # PREFIX/bin/tmimport and PREFIX/lib/python3/dist-packages/tmMiniImportLib.abi3.so link to it.
 install: build
 	cmake --install $(BUILD) --prefix "$(PREFIX)"
+
+# The QGIS plugin as a zip for "Install from ZIP": BUILD/tmMiniImport.zip.
+plugin: build
+	scripts/make-plugin $(BUILD)
 
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j $(JOBS)

@@ -1,0 +1,102 @@
+#!/usr/bin/env python3
+"""The QGIS plugin inside a real QGIS (headless QgsApplication, QGIS's own mocked interface):
+it registers its action, tells what to do when the module is missing, and turns the result
+list of a real import into a group of valid layers with GDAL's feature counts.
+
+usage: plugin_test.py PLUGIN_PARENT_DIR TMIMPORT EXTRACT.xml
+"""
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "host"))
+from checks import check, finish  # noqa: E402
+
+plugin_parent, tmimport, extract = sys.argv[1], sys.argv[2], sys.argv[3]
+os.environ.setdefault("QT_QPA_PLATFORM", "offscreen")
+try:
+    from qgis.core import QgsApplication, QgsProject
+    from qgis.testing.mocked import get_iface
+except ImportError as e:
+    if os.environ.get("CI") == "true":
+        check("python3-qgis and python3-mock present: " + str(e), False)
+    else:
+        print("skipped: no QGIS in this Python:", e)
+    finish()
+
+tmp = tempfile.mkdtemp()
+os.environ["TMPDIR"] = os.path.join(tmp, "tmp")
+os.environ["XDG_DOCUMENTS_DIR"] = os.path.join(tmp, "docs")
+os.makedirs(os.environ["TMPDIR"])
+os.makedirs(os.environ["XDG_DOCUMENTS_DIR"])
+
+qgs = QgsApplication([], False)
+qgs.initQgis()
+iface = get_iface()
+sys.path.insert(0, plugin_parent)
+import tmMiniImport  # noqa: E402
+from tmMiniImport import layers, plugin  # noqa: E402
+
+try:
+    # classFactory and initGui: the action in the Vector menu and on the toolbar.
+    p = tmMiniImport.classFactory(iface)
+    p.initGui()
+    menu_calls = iface.addPluginToVectorMenu.call_args_list
+    check("action in the Vector menu", len(menu_calls) == 1 and menu_calls[0][0][1].text() == "Импорт XML Росреестра",
+          menu_calls)
+    check("action on the toolbar", iface.addToolBarIcon.call_args_list[-1][0][0] is p.action)
+    check("icon of ours", not p.action.icon().isNull())
+
+    # Without the module: a message that says what to do; QGIS goes on.
+    seen = []
+    plugin.QMessageBox.warning = staticmethod(lambda parent, title, text: seen.append(text))
+    saved_path = list(sys.path)
+    sys.path[:] = [x for x in sys.path if "build" not in x]
+    sys.modules.pop("tmMiniImportLib", None)
+    p.run()
+    sys.path[:] = saved_path
+    check("no module: told to run make plugin", len(seen) == 1 and "make plugin" in seen[0], seen)
+
+    # A real import, and its list read into layers.
+    out = os.path.join(tmp, "out")
+    r = subprocess.run([tmimport, extract, "-o", out, "-q", "--points", "all"], capture_output=True, text=True,
+                       env=dict(os.environ))
+    check("import ran", r.returncode == 0, r.stderr)
+    list_path = layers.result_list_path()
+    check("list in the Documents folder", os.path.exists(list_path), list_path)
+    tables = layers.read_result_list(list_path)
+    check("thirteen tables listed", len(tables) == 13, tables)
+
+    def gdal_count(path):
+        s = subprocess.run(["ogrinfo", "-ro", "-so", "-al", path], capture_output=True, text=True).stdout
+        m = re.search(r"Feature Count: (\d+)", s)
+        return int(m.group(1)) if m else -1
+
+    counts = {os.path.basename(t): gdal_count(t + ".mif") for t in tables}
+    group = layers.add_result_layers(list_path, os.path.basename(extract))
+    check("group named after the file and block", group is not None and group.name().startswith(os.path.basename(extract))
+          and "21:02:" in group.name(), group.name() if group else None)
+    found = {n.layer().name(): n.layer() for n in group.findLayers()}
+    non_empty = sorted(name for name, n in counts.items() if n > 0)
+    check("every non-empty table, no empty one", sorted(found) == non_empty, (sorted(found), counts))
+    for name, layer in found.items():
+        check(f"{name}: valid", layer.isValid())
+        check(f"{name}: GDAL's count", layer.featureCount() == counts[name], (layer.featureCount(), counts[name]))
+    check("layers in the project", all(QgsProject.instance().mapLayer(layer.id()) for layer in found.values()))
+    parcels = found.get("Участки")
+    check("parcels have their system", parcels is not None and parcels.crs().isValid())
+
+    # With the setting on, empty tables come too.
+    group2 = layers.add_result_layers(list_path, "again", include_empty=True)
+    check("empty tables on request", len(group2.findLayers()) == 13, len(group2.findLayers()))
+    p.unload()
+    check("unload removes the action", iface.removePluginVectorMenu.called and p.action is None)
+finally:
+    QgsProject.instance().clear()
+    qgs.exitQgis()
+    shutil.rmtree(tmp, ignore_errors=True)
+
+finish(hard=True)
