@@ -4,7 +4,6 @@
 // exception.
 #define Py_LIMITED_API 0x03070000
 #include <Python.h>
-#include <dlfcn.h>
 
 #include <QApplication>
 #include <QPointer>
@@ -21,6 +20,7 @@
 
 #include "PlanImportXML.h"
 #include "PlanImportXMLForm.h"
+#include "csDLLHeader.h"
 #include "csIniFile.h"
 #include "csPaths.h"
 
@@ -133,19 +133,6 @@ public:
 private:
     PyObject* fObject;
 };
-
-// The folder of this module, with its trailing "/": the application folder, where the data
-// folders stand. Python may load the module through a link in its own folder.
-std::string ModuleFolder() {
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&ModuleFolder), &info) && info.dli_fname) {
-        std::error_code ec;
-        std::filesystem::path file = std::filesystem::canonical(info.dli_fname, ec);
-        if (ec) file = info.dli_fname;
-        return IncludeTrailingDelimiter(file.parent_path().string());
-    }
-    return "./";
-}
 
 bool HaveDisplay() {
     for (const char* v : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
@@ -308,7 +295,7 @@ PyObject* ShowImportForm(PyObject*, PyObject* aArgs, PyObject*) {
         ~Free() { busy = false; }
     } free;
     return Guarded([aArgs]() -> PyObject* {
-        const std::string appPath = ModuleFolder();
+        const std::string appPath = ThisModuleFolder();  // where the data folders stand
         Bitness() = sizeof(void*) == 4 ? 32 : 64;
         std::setlocale(LC_NUMERIC, "C");
         HostMode() = kEditionHostMode;
