@@ -231,15 +231,19 @@ void TMITable::SetField(std::string_view aName, const TcsVariant& aValue) {
 }
 
 void TMITable::Post() {
+    if (fTab && !HasMif()) {
+        // The table alone waits a moment around freeing each feature, as it always has.
+        fTab->WriteActiveFeature();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        fTab->DestroyActiveFeature();
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        ++fRows;
+        return;
+    }
     if (fTab) {
         fTab->WriteActiveFeature();
-        // The table alone waits a moment around freeing each feature, as it always has.
-        if (!HasMif()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         fTab->DestroyActiveFeature();
-        if (!HasMif()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        if (!HasMif()) ++fRows;
     }
-    if (!HasMif()) return;
     std::string line;
     for (const TGMField& f : FieldList) {
         if (f.FieldGeom) continue;
