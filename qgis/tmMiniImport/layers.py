@@ -2,9 +2,10 @@
 (tmMiniImportRes.ini in the Documents folder), turned into a group of layers."""
 import os
 
-from qgis.core import QgsProject, QgsVectorLayer
+from qgis.core import QgsCoordinateReferenceSystem, QgsCoordinateTransform, QgsDataProvider, QgsProject, QgsRectangle, QgsVectorLayer
 
 LIST_NAME = "tmMiniImportRes.ini"
+KIND = {"Point": "точки", "LineString": "линии", "Polygon": "полигоны"}
 
 
 def documents_folder():
@@ -52,10 +53,48 @@ def block_of(tables):
     return ""
 
 
-def add_result_layers(list_path, source_name="", include_empty=False, project=None):
+def hidden_geometries(layer):
+    """The geometry types of a table that QGIS opened without geometry because its first rows
+    have none (construction objects often lack a contour): each type that has features."""
+    if layer.isSpatial():
+        return []
+    kinds = []
+    for sub in layer.dataProvider().subLayers():
+        fields = sub.split(QgsDataProvider.SUBLAYER_SEPARATOR)
+        if len(fields) > 3 and fields[3] in KIND and fields[2].isdigit() and int(fields[2]) > 0:
+            kinds.append(fields[3])
+    return kinds
+
+
+def crs_of_clause(clause):
+    """The QGIS coordinate system of a MapInfo CoordSys clause; None for an empty, non-earth
+    or unreadable clause."""
+    if not clause.strip():
+        return None
+    try:
+        from osgeo import osr
+    except ImportError:
+        return None
+    srs = osr.SpatialReference()
+    try:
+        if srs.ImportFromMICoordSys(clause) != 0 or srs.IsLocal():
+            return None
+    except RuntimeError:  # GDAL raises when its exceptions are on
+        return None
+    crs = QgsCoordinateReferenceSystem.fromWkt(srs.ExportToWkt())
+    return crs if crs.isValid() else None
+
+
+def is_non_earth(layer):
+    """A table with geometry in plane units only (a NonEarth clause), or in no system."""
+    return layer.isSpatial() and (not layer.crs().isValid() or layer.crs().toWkt().startswith("LOCAL_CS"))
+
+
+def add_result_layers(list_path, source_name="", include_empty=False, project=None, crs=None):
     """Adds a layer for each table of the list, in a group named after the file and block at
-    the top of the layer tree. Empty tables are left out unless include_empty. Answers the
-    group, or None when the list names no table."""
+    the top of the layer tree. Empty tables are left out unless include_empty. Tables without
+    a coordinate system of the earth take crs when it is given. Answers the group, or None
+    when the list names no table."""
     project = project or QgsProject.instance()
     tables = [t for t in read_result_list(list_path) if os.path.exists(t + ".mif")]
     if not tables:
@@ -69,6 +108,46 @@ def add_result_layers(list_path, source_name="", include_empty=False, project=No
             continue
         if layer.featureCount() == 0 and not include_empty:
             continue
+        if crs is not None and is_non_earth(layer):
+            layer.setCrs(crs)
         project.addMapLayer(layer, False)
         group.addLayer(layer)
+        # Rows with geometry among rows without: the whole table stays as it is, and the
+        # geometries come beside it as a layer of their own per type.
+        for kind in hidden_geometries(layer):
+            shapes = QgsVectorLayer(f"{table}.mif|geometrytype={kind}", f"{os.path.basename(table)} ({KIND[kind]})", "ogr")
+            if shapes.isValid():
+                if crs is not None and is_non_earth(shapes):
+                    shapes.setCrs(crs)
+                project.addMapLayer(shapes, False)
+                group.addLayer(shapes)
     return group
+
+
+def spatial_layers(group):
+    return [node.layer() for node in group.findLayers() if node.layer() is not None and node.layer().isSpatial()]
+
+
+def fit_project(group, was_empty, project=None):
+    """When the project had no layers before the import, it takes the coordinate system of the
+    first table with geometry, so that the tables are drawn as they were written. Answers the
+    extent of the group's layers in the project's system (empty when none has geometry)."""
+    project = project or QgsProject.instance()
+    spatial = spatial_layers(group)
+    if spatial and was_empty and spatial[0].crs().isValid():
+        project.setCrs(spatial[0].crs())
+    extent = QgsRectangle()
+    for layer in spatial:
+        box = layer.extent()
+        if box.isEmpty() and box.width() == 0 and box.height() == 0 and layer.featureCount() == 0:
+            continue
+        if layer.crs() != project.crs() and layer.crs().isValid() and project.crs().isValid():
+            try:
+                box = QgsCoordinateTransform(layer.crs(), project.crs(), project).transformBoundingBox(box)
+            except Exception:  # no transform between the systems: leave this layer out of the view
+                continue
+        if extent.isNull():
+            extent = QgsRectangle(box)
+        else:
+            extent.combineExtentWith(box)
+    return extent

@@ -3,7 +3,7 @@ of the module built for QGIS, then adds what the import wrote as layers."""
 import os
 import sys
 
-from qgis.core import QgsSettings
+from qgis.core import QgsProject, QgsSettings
 from qgis.PyQt.QtGui import QIcon
 from qgis.PyQt.QtWidgets import QAction, QMessageBox
 
@@ -28,17 +28,22 @@ def load_module():
     return tmMiniImportLib
 
 
-def saved_source_name():
-    """The file the console last imported, from its saved choices, without its folder."""
+def saved_choice(key):
+    """One of the console's saved choices (Импорт64.ini in the temporary folder); empty if none."""
     ini = os.path.join(os.environ.get("TMPDIR") or "/tmp", "Импорт64.ini")
     try:
         with open(ini, encoding="utf-8") as f:
             for line in f:
-                if line.startswith("XMLText="):
-                    return os.path.basename(line.split("=", 1)[1].strip())
+                if line.startswith(key + "="):
+                    return line.split("=", 1)[1].strip()
     except OSError:
         pass
     return ""
+
+
+def saved_source_name():
+    """The file the console last imported, without its folder."""
+    return os.path.basename(saved_choice("XMLText"))
 
 
 class TmMiniImportPlugin:
@@ -78,7 +83,15 @@ class TmMiniImportPlugin:
             QMessageBox.warning(self.iface.mainWindow(), ACTION_TEXT, str(e))
             return
         include_empty = QgsSettings().value(SETTING_EMPTY, False, type=bool)
-        group = layers.add_result_layers(list_path, saved_source_name(), include_empty)
-        if group is not None and group.findLayers():
-            self.iface.mapCanvas().setExtent(group.findLayers()[0].layer().extent())
-            self.iface.mapCanvas().refresh()
+        was_empty = not QgsProject.instance().mapLayers()
+        # This edition writes its tables without a coordinate system; they are in the system
+        # the operator chose for the XML ("Проекция в XML"), which the layers take.
+        crs = layers.crs_of_clause(saved_choice("ProjText"))
+        group = layers.add_result_layers(list_path, saved_source_name(), include_empty, crs=crs)
+        if group is None:
+            return
+        extent = layers.fit_project(group, was_empty)
+        if not extent.isNull():
+            canvas = self.iface.mapCanvas()
+            canvas.setExtent(extent.buffered(max(extent.width(), extent.height()) * 0.03))
+            canvas.refresh()

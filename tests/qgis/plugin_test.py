@@ -62,7 +62,7 @@ try:
 
     # A real import, and its list read into layers.
     out = os.path.join(tmp, "out")
-    r = subprocess.run([tmimport, extract, "-o", out, "-q", "--points", "all"], capture_output=True, text=True,
+    r = subprocess.run([tmimport, extract, "-o", out, "-q", "--points", "all", "--objects"], capture_output=True, text=True,
                        env=dict(os.environ))
     check("import ran", r.returncode == 0, r.stderr)
     list_path = layers.result_list_path()
@@ -80,6 +80,11 @@ try:
     check("group named after the file and block", group is not None and group.name().startswith(os.path.basename(extract))
           and "21:02:" in group.name(), group.name() if group else None)
     found = {n.layer().name(): n.layer() for n in group.findLayers()}
+    # Construction objects: most rows have no contour, two are lines. QGIS opens such a table
+    # without geometry; the lines come beside it as a layer of their own.
+    lines = found.pop("Объекты (линии)", None)
+    check("objects' lines beside the table", lines is not None and lines.isSpatial() and lines.featureCount() == 2,
+          sorted(found))
     non_empty = sorted(name for name, n in counts.items() if n > 0)
     check("every non-empty table, no empty one", sorted(found) == non_empty, (sorted(found), counts))
     for name, layer in found.items():
@@ -89,9 +94,42 @@ try:
     parcels = found.get("Участки")
     check("parcels have their system", parcels is not None and parcels.crs().isValid())
 
+    # The first import into an empty project gives it the tables' system and a view of them
+    # all; a project that had layers keeps its own system.
+    before = QgsProject.instance().crs()
+    layers.fit_project(group, was_empty=False)
+    check("a used project keeps its system", QgsProject.instance().crs() == before)
+    extent = layers.fit_project(group, was_empty=True)
+    check("an empty project takes the tables' system", QgsProject.instance().crs() == parcels.crs(),
+          QgsProject.instance().crs().toWkt())
+    check("the view holds every table", not extent.isNull()
+          and all(extent.contains(layer.extent()) for layer in layers.spatial_layers(group)), extent.toString())
+
     # With the setting on, empty tables come too.
     group2 = layers.add_result_layers(list_path, "again", include_empty=True)
-    check("empty tables on request", len(group2.findLayers()) == 13, len(group2.findLayers()))
+    check("empty tables on request", len(group2.findLayers()) == 14, len(group2.findLayers()))
+    # Tables written without a system of the earth (the QGIS edition's) take the console's
+    # "Проекция в XML"; a table that has one keeps it; a clause GDAL cannot read changes nothing.
+    msk = ("CoordSys Earth Projection 8, 9999, 3, 24, -123, -94, -0.02, 0.25, 0.13, 1.100000001, 0, 7, 47.55, 0, 1, "
+           "1250000, -5814743.504")
+    crs = layers.crs_of_clause(msk)
+    check("the clause read", crs is not None and "+lon_0=47.55" in crs.toProj(), crs and crs.toProj())
+    check("non-earth and unreadable clauses give nothing",
+          layers.crs_of_clause('CoordSys NonEarth Units "m" Bounds (0,0) (1,1)') is None
+          and layers.crs_of_clause("garbage") is None and layers.crs_of_clause("") is None)
+    check("the test's tables are non-earth", parcels is not None and layers.is_non_earth(parcels))
+    group3 = layers.add_result_layers(list_path, "msk", crs=crs)
+    placed = layers.spatial_layers(group3)
+    check("every table with geometry in the chosen system", placed and all(lr.crs() == crs for lr in placed),
+          [lr.crs().description() for lr in placed])
+    out_msk = os.path.join(tmp, "out-msk")
+    subprocess.run([tmimport, extract, "-o", out_msk, "-q", "--coordsys", msk.replace("47.55", "50.55")], check=True,
+                   env=dict(os.environ))
+    group4 = layers.add_result_layers(list_path, "own system", crs=crs)
+    own = [lr for lr in layers.spatial_layers(group4) if "+lon_0=50.55" in lr.crs().toProj()]
+    check("a table with a system keeps it", len(own) == len(layers.spatial_layers(group4)) > 0,
+          [lr.crs().toProj() for lr in layers.spatial_layers(group4)])
+
     p.unload()
     check("unload removes the action", iface.removePluginVectorMenu.called and p.action is None)
 finally:
