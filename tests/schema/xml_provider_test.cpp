@@ -268,6 +268,27 @@ TEST(SchemaXML, FilesThatAreNotSchemasRaiseAndChangeNothing) {
     }
 }
 
+TEST(SchemaXML, InputsTheFuzzerOnceBrokeOnLoadOrFailCleanly) {
+    const fs::path folder = fs::path(TM_FIXTURES) / "fuzz";
+    TempFolder tmp;
+    int seen = 0;
+    for (const auto& entry : fs::directory_iterator(folder)) {
+        if (entry.path().filename().string().rfind("schema-", 0) != 0) continue;
+        ++seen;
+        TscSchema s;
+        try {
+            s.Open(ProviderFor(s, entry.path()), true);
+            if (s.CheckAll().empty()) {
+                auto out = ProviderFor(s, tmp.path / "out.xml");
+                out->Open();
+                s.Save(*out);
+            }
+        } catch (const EscSchemaException&) {
+        }
+    }
+    SUCCEED() << seen << " inputs";
+}
+
 TEST(SchemaXML, FailedLoadGoesToTheOperator) {
     // A provider whose tables cannot be read: the schema is cleared, nothing is raised.
     struct Broken : TscXMLProvider {
