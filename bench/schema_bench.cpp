@@ -13,25 +13,15 @@
 #include <string>
 #include <vector>
 
+#include "bench_timing.h"
 #include "scXMLProvider.h"
 
 using namespace tmi;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using tmi::bench::MedianMs;
 
 namespace {
-
-template <class F>
-double MedianMs(int aRounds, F&& aRun) {
-    std::vector<double> times;
-    for (int i = 0; i < aRounds; ++i) {
-        const auto start = Clock::now();
-        aRun();
-        times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
 
 void Build(TscSchema& aSchema, int aTables) {
     for (int t = 0; t < aTables; ++t) {

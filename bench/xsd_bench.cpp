@@ -14,25 +14,15 @@
 #include <vector>
 
 #include "OXmlPDOM.h"
+#include "bench_timing.h"
 #include "csXSDLib.h"
 
 using namespace tmi;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using tmi::bench::MedianMs;
 
 namespace {
-
-template <class F>
-double MedianMs(int aRounds, F&& aRun) {
-    std::vector<double> times;
-    for (int i = 0; i < aRounds; ++i) {
-        const auto start = Clock::now();
-        aRun();
-        times.push_back(std::chrono::duration<double, std::milli>(Clock::now() - start).count());
-    }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
-}
 
 void Quiet(void*, const char*, ...) {}
 void QuietStructured(void*, xmlError*) {}

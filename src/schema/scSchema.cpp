@@ -149,7 +149,7 @@ TCS_PROPERTIES(TscUser, TscSystemObject, SC_P(TscUser, ID), SC_P(TscUser, BaseNa
 
 // A list class with no published properties of its own: the objects of the provider list.
 class TscProviderInfo : public TscSystemObject {
-    SC_OBJECT(TscProviderInfo)
+    TCS_PERSISTENT(TscProviderInfo)
 public:
     using TscSystemObject::TscSystemObject;
 };

@@ -13,7 +13,7 @@ namespace tmi {
 class TscSchema;
 
 class TscSystemObject : public TscObject {
-    SC_OBJECT(TscSystemObject)
+    TCS_PERSISTENT(TscSystemObject)
 public:
     using TscObject::TscObject;
     [[nodiscard]] TscSchema* OwnerSchema() const;
@@ -21,7 +21,7 @@ public:
 
 // An object with a picture, kept as bytes.
 class TscSystemObjectWithGlyph : public TscSystemObject {
-    SC_OBJECT(TscSystemObjectWithGlyph)
+    TCS_PERSISTENT(TscSystemObjectWithGlyph)
     SC_PROP(std::string, Glyph)
 public:
     using TscSystemObject::TscSystemObject;
@@ -57,7 +57,7 @@ enum TAUTHENTICATION_Type { atUnknown, atDatabase, atOs, atNetwork, atProxy };
 const std::vector<std::string>& EnumNames(std::string_view aEnumeration);
 
 class TscPackage : public TscSystemObject {
-    SC_OBJECT(TscPackage)
+    TCS_PERSISTENT(TscPackage)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -68,7 +68,7 @@ public:
 };
 
 class TscAspect : public TscSystemObject {
-    SC_OBJECT(TscAspect)
+    TCS_PERSISTENT(TscAspect)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -80,7 +80,7 @@ public:
 class TscTable;
 
 class TscField : public TscSystemObjectWithGlyph {
-    SC_OBJECT(TscField)
+    TCS_PERSISTENT(TscField)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, BaseNameSQL)
@@ -109,7 +109,7 @@ public:
 };
 
 class TscFieldMode : public TscSystemObject {
-    SC_OBJECT(TscFieldMode)
+    TCS_PERSISTENT(TscFieldMode)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, Title)
     SC_PROP(std::string, BaseName)
@@ -144,7 +144,7 @@ struct TscIndexField {
 };
 
 class TscIndex : public TscSystemObject {
-    SC_OBJECT(TscIndex)
+    TCS_PERSISTENT(TscIndex)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(TcsVariant, TableID)
@@ -169,7 +169,7 @@ private:
 };
 
 class TscRelation : public TscSystemObjectWithGlyph {
-    SC_OBJECT(TscRelation)
+    TCS_PERSISTENT(TscRelation)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -194,7 +194,7 @@ public:
 };
 
 class TscOuterGraphSchema : public TscSystemObject {
-    SC_OBJECT(TscOuterGraphSchema)
+    TCS_PERSISTENT(TscOuterGraphSchema)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(TcsVariant, OuterDataSourceID)
@@ -210,7 +210,7 @@ public:
 
 // A source of tables outside the schema's database.
 class TscOuterDataSource : public TscSystemObject {
-    SC_OBJECT(TscOuterDataSource)
+    TCS_PERSISTENT(TscOuterDataSource)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -226,7 +226,7 @@ private:
 };
 
 class TscGraphSchema : public TscSystemObject {
-    SC_OBJECT(TscGraphSchema)
+    TCS_PERSISTENT(TscGraphSchema)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -235,7 +235,7 @@ public:
 };
 
 class TscSetting : public TscSystemObject {
-    SC_OBJECT(TscSetting)
+    TCS_PERSISTENT(TscSetting)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Value)
@@ -245,7 +245,7 @@ public:
 };
 
 class TscDistributiveVersion : public TscSystemObject {
-    SC_OBJECT(TscDistributiveVersion)
+    TCS_PERSISTENT(TscDistributiveVersion)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Version)
@@ -255,7 +255,7 @@ public:
 };
 
 class TscKlassElement : public TscSystemObject {
-    SC_OBJECT(TscKlassElement)
+    TCS_PERSISTENT(TscKlassElement)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, IDK)
     SC_PROP(TcsVariant, KlassID)
@@ -272,7 +272,7 @@ public:
 
 // A classifier: a coded list whose elements a field can point to.
 class TscKlass : public TscSystemObject {
-    SC_OBJECT(TscKlass)
+    TCS_PERSISTENT(TscKlass)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Title)
@@ -286,7 +286,7 @@ private:
 };
 
 class TscTable : public TscSystemObjectWithGlyph {
-    SC_OBJECT(TscTable)
+    TCS_PERSISTENT(TscTable)
     SC_PROP_AS(bool, AppObject, "IsApplicationObject")
     SC_PROP_AS(bool, SysObject, "IsSystemObject")
     SC_PROP(TcsVariant, PackageID)
@@ -334,7 +334,7 @@ private:
 };
 
 class TscRight : public TscSystemObject {
-    SC_OBJECT(TscRight)
+    TCS_PERSISTENT(TscRight)
     SC_PROP(TcsVariant, ID)
     SC_PROP(TcsVariant, RoleID)
     SC_PROP(std::string, ObjectFullName)
@@ -347,7 +347,7 @@ public:
 };
 
 class TscUsersRolesLink : public TscSystemObject {
-    SC_OBJECT(TscUsersRolesLink)
+    TCS_PERSISTENT(TscUsersRolesLink)
     SC_PROP(TcsVariant, ID)
     SC_PROP(TcsVariant, UserID)
     SC_PROP(TcsVariant, RoleID)
@@ -357,7 +357,7 @@ public:
 };
 
 class TscRole : public TscSystemObject {
-    SC_OBJECT(TscRole)
+    TCS_PERSISTENT(TscRole)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Remarka)
@@ -378,7 +378,7 @@ private:
 };
 
 class TscUser : public TscSystemObject {
-    SC_OBJECT(TscUser)
+    TCS_PERSISTENT(TscUser)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, FullName)

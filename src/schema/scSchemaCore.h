@@ -54,32 +54,11 @@ class TscCustomHandler;
 class TscCustomProvider;
 class TscExtendedProperties;
 
-// Declares the class-level part of a schema object class: its name, its property table and a
-// like object; the table is defined in the .cpp with TCS_PROPERTIES.
-#define SC_OBJECT(Class)                                                                                \
-public:                                                                                                 \
-    static const char* StaticClassName() { return #Class; }                                             \
-    [[nodiscard]] std::string ClassName() const override { return #Class; }                            \
-    static const ::tmi::TcsPropertyTable& ClassProperties();                                            \
-    [[nodiscard]] const ::tmi::TcsPropertyTable& PropertyTable() const override { return ClassProperties(); } \
-    [[nodiscard]] std::unique_ptr<::tmi::TcsPersistent> NewLike(::tmi::TcsComponent* aOwner) const override { \
-        return std::make_unique<Class>(aOwner);                                                         \
-    }
-
 // A published property held in a field: a getter and a setter that logs the change while
 // the object is edited and refuses it when it is not.
-#define SC_PROP(Type, Name)                                                            \
-public:                                                                                \
-    [[nodiscard]] const Type& Name() const noexcept { return f##Name; }                \
-    void Set##Name(Type aValue) { Change(f##Name, std::move(aValue), #Name); }       \
-                                                                                       \
-private:                                                                               \
-    Type f##Name{};                                                                    \
-                                                                                       \
-public:
-
-// The same under a published name other than the C++ one (where the name is taken by an
-// operation of the object).
+// A published property held in a field: a getter and a setter that logs the change while
+// the object is edited and refuses it when it is not. The published name may differ from the
+// C++ one where an operation of the object has taken it.
 #define SC_PROP_AS(Type, Name, Published)                                              \
 public:                                                                                \
     [[nodiscard]] const Type& Name() const noexcept { return f##Name; }                \
@@ -89,6 +68,8 @@ private:                                                                        
     Type f##Name{};                                                                    \
                                                                                        \
 public:
+
+#define SC_PROP(Type, Name) SC_PROP_AS(Type, Name, #Name)
 
 // One entry of the modify log of an edit.
 struct TscModifyPropertyLogEntry {
@@ -186,7 +167,7 @@ protected:
 // An object of a schema with the edit protocol: Edit takes a snapshot of the published
 // values and opens the modify log, Post keeps the changes, Cancel restores the snapshot.
 class TscObject : public TscCustomObject {
-    SC_OBJECT(TscObject)
+    TCS_PERSISTENT(TscObject)
 public:
     explicit TscObject(TcsComponent* aSchema = nullptr, TscObjectMode aMode = omPersistent);
     ~TscObject() override;
@@ -375,7 +356,7 @@ private:
 };
 
 class TscExtendedProperty : public TscObject {
-    SC_OBJECT(TscExtendedProperty)
+    TCS_PERSISTENT(TscExtendedProperty)
     SC_PROP(TcsVariant, ID)
     SC_PROP(std::string, BaseName)
     SC_PROP(std::string, Description)
