@@ -606,7 +606,7 @@ void TscSchemaObjectRightLinks::SetItemsByObject(TscRole& aRole) {
     }
 }
 
-TscRightsCache::TscRightsCache(const TscSchema& aSchema, const TscUser& aUser) : fSchema(aSchema), fUser(aUser), fLinks(aSchema) {
+TscRightsCache::TscRightsCache(const TscSchema& aSchema, const TscUser& aUser) : fUser(aUser), fLinks(aSchema) {
     Refresh();
 }
 

@@ -496,7 +496,6 @@ public:
     void Refresh();
 
 private:
-    const TscSchema& fSchema;
     const TscUser& fUser;
     TscSchemaObjectRightLinks fLinks;
 };
