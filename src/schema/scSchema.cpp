@@ -20,6 +20,20 @@ T* As(TscObject* aObject) {
 
 bool SameKey(const TcsVariant& a, const TcsVariant& b) { return !a.IsEmpty() && !b.IsEmpty() && a.AsString() == b.AsString(); }
 
+template <class T>
+std::function<std::unique_ptr<TscObject>(TscCustomSchema*, TscObjectMode)> Factory() {
+    return [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<T>(s, m); };
+}
+
+// A view of the objects of class T in the schema's root list that belong to aOwner.
+template <class T>
+std::unique_ptr<TscObjects> OwnerView(TscCustomSchema* aSchema, TscObject* aOwner, const char* aListClass) {
+    auto view = std::make_unique<TscObjects>(aSchema, stWithRoot, aOwner);
+    view->SetClassName(aListClass);
+    view->SetObjectClass(T::StaticClassName(), Factory<T>());
+    return view;
+}
+
 }  // namespace
 
 #define SC_P(C, N) Property(#N, &C::N, &C::Set##N)
@@ -163,7 +177,7 @@ TscSchema* TscSystemObject::OwnerSchema() const { return dynamic_cast<TscSchema*
 TscOuterGraphSchemas::TscOuterGraphSchemas(TscCustomSchema* aSchema, TscObject* aOwner)
     : TscObjects(aSchema, stStandart, aOwner) {
     SetClassName("TscOuterGraphSchemas");
-    SetObjectClass("TscOuterGraphSchema", [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscOuterGraphSchema>(s, m); });
+    SetObjectClass("TscOuterGraphSchema", Factory<TscOuterGraphSchema>());
 }
 
 TscOuterDataSource::TscOuterDataSource(TcsComponent* aSchema, TscObjectMode aMode)
@@ -171,7 +185,7 @@ TscOuterDataSource::TscOuterDataSource(TcsComponent* aSchema, TscObjectMode aMod
 
 TscKlassElements::TscKlassElements(TscCustomSchema* aSchema, TscObject* aOwner) : TscObjects(aSchema, stStandart, aOwner) {
     SetClassName("TscKlassElements");
-    SetObjectClass("TscKlassElement", [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscKlassElement>(s, m); });
+    SetObjectClass("TscKlassElement", Factory<TscKlassElement>());
 }
 
 TscKlass::TscKlass(TcsComponent* aSchema, TscObjectMode aMode)
@@ -181,18 +195,12 @@ TscTable::TscTable(TcsComponent* aSchema, TscObjectMode aMode) : TscSystemObject
 
 void TscTable::Bind() {
     if (!fFields) {
-        fFields = std::make_unique<TscObjects>(Schema(), stWithRoot, this);
-        fFields->SetClassName("TscFields");
-        fFields->SetObjectClass("TscField", [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscField>(s, m); });
-        fIndices = std::make_unique<TscObjects>(Schema(), stWithRoot, this);
-        fIndices->SetClassName("TscIndices");
-        fIndices->SetObjectClass("TscIndex", [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscIndex>(s, m); });
+        fFields = OwnerView<TscField>(Schema(), this, "TscFields");
+        fIndices = OwnerView<TscIndex>(Schema(), this, "TscIndices");
     }
     // The views follow the table's ID.
-    for (TscObjects* view : {fFields.get(), fIndices.get()})
-        if (view->FilterPropertyName().empty() || view->Schema() != Schema() || !SameKey(view->Owner()->KeyValue(), ID()) ||
-            view->FilterPropertyName() != "TableID")
-            view->SetFilter("TableID", ID());
+    fFields->SetFilter("TableID", ID());
+    fIndices->SetFilter("TableID", ID());
 }
 
 TscObjects& TscTable::Fields() {
@@ -380,15 +388,11 @@ TscRole::TscRole(TcsComponent* aSchema, TscObjectMode aMode) : TscSystemObject(a
 
 void TscRole::Bind() {
     if (!fRights) {
-        fRights = std::make_unique<TscObjects>(Schema(), stWithRoot, this);
-        fRights->SetClassName("TscRights");
-        fRights->SetObjectClass("TscRight", [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscRight>(s, m); });
-        fLinks = std::make_unique<TscObjects>(Schema(), stWithRoot, this);
-        fLinks->SetClassName("TscUsersRolesLinks");
-        fLinks->SetObjectClass("TscUsersRolesLink",
-                               [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<TscUsersRolesLink>(s, m); });
+        fRights = OwnerView<TscRight>(Schema(), this, "TscRights");
+        fLinks = OwnerView<TscUsersRolesLink>(Schema(), this, "TscUsersRolesLinks");
     }
-    for (TscObjects* view : {fRights.get(), fLinks.get()}) view->SetFilter("RoleID", ID());
+    fRights->SetFilter("RoleID", ID());
+    fLinks->SetFilter("RoleID", ID());
 }
 
 TscObjects& TscRole::Rights() {
@@ -445,13 +449,6 @@ void TscUser::GetRelatedObjects(std::vector<TscObject*>& aObjects) {
 
 // ---------------------------------------------------------------------------------------------
 // The schema
-
-namespace {
-template <class T>
-std::function<std::unique_ptr<TscObject>(TscCustomSchema*, TscObjectMode)> Factory() {
-    return [](TscCustomSchema* s, TscObjectMode m) { return std::make_unique<T>(s, m); };
-}
-}  // namespace
 
 TscSchema::TscSchema(TscSchemaWorkMode aSchemaMode) : TscCustomSchema(aSchemaMode) {
     AddRoot("TscProviders", "TscProviderInfo", Factory<TscProviderInfo>());

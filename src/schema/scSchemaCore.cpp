@@ -241,6 +241,7 @@ TscObjects* TscObjects::Root() const {
 
 void TscObjects::SetFilter(std::string aName, TcsVariant aValue) {
     if (fStorageType == stRoot) throw EscSchemaException("Запрещено устанавлививать фильтр коренному хранилищу");
+    if (aName == fFilterPropertyName && aValue == fFilterPropertyValue) return;
     fFilterPropertyName = std::move(aName);
     fFilterPropertyValue = std::move(aValue);
     fViewVersion = 0;
