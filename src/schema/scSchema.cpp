@@ -7,7 +7,6 @@ namespace tmi {
 
 namespace {
 
-template <class... A>
 TcsPropertyInfo WithNames(TcsPropertyInfo aInfo, std::string_view aEnumeration) {
     aInfo.fEnumNames = EnumNames(aEnumeration);
     return aInfo;
@@ -326,8 +325,6 @@ void TscIndex::Assign(const TcsPersistent& aSource) {
     if (const auto* source = dynamic_cast<const TscIndex*>(&aSource)) fIndexFields = source->fIndexFields;
 }
 
-void TscIndex::GetRelatedObjects(std::vector<TscObject*>& aObjects) { (void)aObjects; }
-
 void TscIndex::CheckSave(std::vector<std::string>& aErrors) const {
     TscSchema* s = OwnerSchema();
     if (!s) return;
@@ -338,8 +335,6 @@ void TscIndex::CheckSave(std::vector<std::string>& aErrors) const {
             aErrors.push_back(CheckName() + ": нет поля индекса (" + f.FieldID.AsString() + ")");
     }
 }
-
-void TscRelation::GetRelatedObjects(std::vector<TscObject*>& aObjects) { (void)aObjects; }
 
 void TscRelation::CheckSave(std::vector<std::string>& aErrors) const {
     TscSchema* s = OwnerSchema();

@@ -160,7 +160,6 @@ public:
     void ClearIndexFields() { fIndexFields.clear(); }
     // The names of the fields, separated by ";".
     [[nodiscard]] std::string IndexFieldsString() const;
-    void GetRelatedObjects(std::vector<TscObject*>& aObjects) override;
     void CheckSave(std::vector<std::string>& aErrors) const override;
     void Assign(const TcsPersistent& aSource) override;
 
@@ -189,7 +188,6 @@ class TscRelation : public TscSystemObjectWithGlyph {
     SC_PROP(TscRelationRole, UpdateRole)
 public:
     using TscSystemObjectWithGlyph::TscSystemObjectWithGlyph;
-    void GetRelatedObjects(std::vector<TscObject*>& aObjects) override;
     void CheckSave(std::vector<std::string>& aErrors) const override;
 };
 
@@ -342,7 +340,6 @@ class TscRight : public TscSystemObject {
     SC_PROP(TscRightObjectType, SchemaObjectType)
 public:
     using TscSystemObject::TscSystemObject;
-    void GetRelatedObjects(std::vector<TscObject*>& aObjects) override { (void)aObjects; }
     void CheckSave(std::vector<std::string>& aErrors) const override;
 };
 

@@ -299,10 +299,6 @@ void TscXMLIndexHandler::Load(TscObjects& aObjects) {
     if (!XMLProvider().FirstVersion()) TscXMLCustomHandler::Load(aObjects);  // else read inside the tables
 }
 
-bool TscXMLIndexHandler::IsItemElement(std::string_view aName, const TscObjects& aObjects) const {
-    return TscXMLCustomHandler::IsItemElement(aName, aObjects);
-}
-
 bool TscXMLIndexHandler::OwnProperty(std::string_view aProperty) const { return aProperty == "IndexType"; }
 
 void TscXMLIndexHandler::ReadXmlProperties(xmlNode* aElement, TscObject& aObject) {

@@ -85,7 +85,6 @@ public:
     void ReadXmlProperties(_xmlNode* aElement, TscObject& aObject) override;
     void WriteXmlProperties(_xmlNode* aElement, const TscObject& aObject) override;
     [[nodiscard]] bool OwnProperty(std::string_view aProperty) const override;
-    [[nodiscard]] bool IsItemElement(std::string_view aName, const TscObjects& aObjects) const override;
 };
 
 class TscXMLKlassHandler : public TscXMLCustomHandler {
