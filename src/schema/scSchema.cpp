@@ -463,6 +463,7 @@ TscSchema::TscSchema(TscSchemaWorkMode aSchemaMode) : TscCustomSchema(aSchemaMod
     AddRoot("TscSettings", "TscSetting", Factory<TscSetting>());
     AddRoot("TscDistributiveVersions", "TscDistributiveVersion", Factory<TscDistributiveVersion>());
     AddRoot("TscKlasses", "TscKlass", Factory<TscKlass>());
+    AddRoot(std::make_unique<TscCoordSystems>(this));
     SetState(ssClosed);
 }
 

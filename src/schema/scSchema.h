@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 
+#include "scSchemaCoordSystems.h"
 #include "scSchemaCore.h"
 
 namespace tmi {
@@ -424,6 +425,7 @@ public:
     [[nodiscard]] TscObjects& Settings() const { return Root(14); }
     [[nodiscard]] TscObjects& DistributiveVersions() const { return Root(15); }
     [[nodiscard]] TscObjects& Klasses() const { return Root(16); }
+    [[nodiscard]] TscCoordSystems& CoordSystems() const { return static_cast<TscCoordSystems&>(Root(17)); }
 
     [[nodiscard]] TscTable* TableByName(std::string_view aName) const { return static_cast<TscTable*>(Tables().ItemByBaseName(aName)); }
     [[nodiscard]] TscField* FieldByID(const TcsVariant& aID) const { return static_cast<TscField*>(Fields().ItemsByID(aID)); }

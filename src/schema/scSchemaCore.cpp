@@ -721,7 +721,11 @@ TscObjects& TscCustomSchema::AddRoot(std::string aListClass, std::string aObject
     auto list = std::make_unique<TscObjects>(this, stRoot);
     list->SetClassName(std::move(aListClass));
     list->SetObjectClass(std::move(aObjectClass), std::move(aFactory));
-    fRoots.push_back(std::move(list));
+    return AddRoot(std::move(list));
+}
+
+TscObjects& TscCustomSchema::AddRoot(std::unique_ptr<TscObjects> aList) {
+    fRoots.push_back(std::move(aList));
     return *fRoots.back();
 }
 
@@ -828,8 +832,10 @@ void TscCustomSchema::Load() {
 
 std::vector<std::string> TscCustomSchema::CheckAll() const {
     std::vector<std::string> errors;
-    for (const auto& list : fRoots)
+    for (const auto& list : fRoots) {
         for (TscObject* o : list->Objects()) o->CheckSave(errors);
+        list->CheckSave(errors);
+    }
     return errors;
 }
 
@@ -943,6 +949,54 @@ TscObjects* TscCustomSchema::GetRootObjectsByKeyClassName(std::string_view aName
 TscObject* TscCustomSchema::GetObjectByID(std::string_view aObjectClassName, const TcsVariant& aID) const {
     TscObjects* list = GetRootObjectsByObjectClass(aObjectClassName);
     return list ? list->ItemsByID(aID) : nullptr;
+}
+
+TcsVariant PropertyValueFromText(const TcsPropertyInfo& aProperty, const std::string& aText) {
+    int64_t i = 0;
+    double f = 0;
+    switch (aProperty.fKind) {
+    case TcsPropertyKind::Boolean: {
+        bool b = false;
+        return TcsVariant(TryStrToBool(Trim(aText), b) && b);
+    }
+    case TcsPropertyKind::Enumeration: {
+        const std::string t = Trim(aText);
+        for (size_t n = 0; n < aProperty.fEnumNames.size(); ++n)
+            if (SameText(aProperty.fEnumNames[n], t)) return TcsVariant(static_cast<int64_t>(n));
+        return TcsVariant(TryStrToInt(t, i) ? i : 0);
+    }
+    case TcsPropertyKind::Integer:
+        if (TryStrToInt(Trim(aText), i)) return TcsVariant(i);
+        return TcsVariant(static_cast<int64_t>(0));
+    case TcsPropertyKind::Float:
+        return TcsVariant(TryStrToFloat(Trim(aText), f) ? f : 0.0);
+    case TcsPropertyKind::Variant:
+        // An ID is an integer when the whole text is one; GUIDs and other texts stay text.
+        if (TryStrToInt(aText, i)) return TcsVariant(i);
+        return TcsVariant(aText);
+    default:
+        return TcsVariant(aText);
+    }
+}
+
+std::string MaskPassword(const std::string& aConnectionString) {
+    std::string out;
+    size_t start = 0;
+    while (start <= aConnectionString.size()) {
+        size_t end = aConnectionString.find(';', start);
+        if (end == std::string::npos) end = aConnectionString.size();
+        std::string part = aConnectionString.substr(start, end - start);
+        const size_t eq = part.find('=');
+        if (eq != std::string::npos && SameText(Trim(part.substr(0, eq)), "Password")) part = part.substr(0, eq + 1) + "***";
+        if (start) out += ';';
+        out += part;
+        start = end + 1;
+    }
+    return out;
+}
+
+std::string TscCustomProvider::GetFullDescription() const {
+    return GetVisibleProviderName() + ": " + MaskPassword(fConnectionString);
 }
 
 }  // namespace tmi

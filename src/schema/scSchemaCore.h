@@ -303,9 +303,14 @@ public:
     void AppendObjects(const TscObjects& aObjects, TscOldNewObjects& aOldNew);
     void Clear();
 
-    void Edit();
-    void Post();
-    void Cancel();
+    // Standard lists carry the edit to their objects; lists with sub-lists to those too.
+    virtual void Edit();
+    virtual void Post();
+    virtual void Cancel();
+    // Appends a line per problem of the list as a whole.
+    virtual void CheckSave(std::vector<std::string>& aErrors) const { (void)aErrors; }
+    // Lists this list carries beside its objects, stored before them.
+    [[nodiscard]] virtual std::vector<TscObjects*> SubLists() { return {}; }
 
     // A new ID: a GUID string for types 1 and 2, else one more than the largest integer ID
     // among the root's persistent objects, so that no number comes twice in a session.
@@ -484,7 +489,8 @@ public:
     [[nodiscard]] virtual std::string GetProviderFileExt() const { return {}; }
     [[nodiscard]] virtual std::string GetProviderFileExtFilter() const { return {}; }
     [[nodiscard]] virtual std::string GetDescription() const { return GetVisibleProviderName(); }
-    [[nodiscard]] std::string GetFullDescription() const { return GetVisibleProviderName() + ": " + fConnectionString; }
+    // The name and the connection string, its password left out.
+    [[nodiscard]] std::string GetFullDescription() const;
 
 protected:
     void AddHandler(std::unique_ptr<TscCustomHandler> aHandler) { fHandlers.push_back(std::move(aHandler)); }
@@ -529,6 +535,13 @@ private:
 };
 
 TscProviderManager& ProviderManager();
+
+// A stored text as a value of the property: enumerations by name or ordinal, Booleans as
+// "True"/"1", a variant as an integer when the whole text is one; an unreadable text gives
+// the zero of its kind.
+TcsVariant PropertyValueFromText(const TcsPropertyInfo& aProperty, const std::string& aText);
+// A connection string with the value of "Password" replaced by "***".
+std::string MaskPassword(const std::string& aConnectionString);
 
 // The root of a schema: one root list per object class, in a fixed order, loaded from and
 // saved to a provider.
@@ -600,6 +613,7 @@ protected:
     // Registers a root list of the schema, in order.
     TscObjects& AddRoot(std::string aListClass, std::string aObjectClass,
                         std::function<std::unique_ptr<TscObject>(TscCustomSchema*, TscObjectMode)> aFactory);
+    TscObjects& AddRoot(std::unique_ptr<TscObjects> aList);
     void SetState(TscSchemaState aState);
 
 private:

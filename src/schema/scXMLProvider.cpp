@@ -56,35 +56,6 @@ std::string ValueText(const TcsPropertyInfo& aProperty, const TcsVariant& aValue
     return text == "0" ? std::string() : text;
 }
 
-// A file's text as a value of the property; an unreadable text gives the zero of its kind.
-TcsVariant TextValue(const TcsPropertyInfo& aProperty, const std::string& aText) {
-    int64_t i = 0;
-    double f = 0;
-    switch (aProperty.fKind) {
-    case TcsPropertyKind::Boolean: {
-        bool b = false;
-        return TcsVariant(TryStrToBool(Trim(aText), b) && b);
-    }
-    case TcsPropertyKind::Enumeration: {
-        const std::string t = Trim(aText);
-        for (size_t n = 0; n < aProperty.fEnumNames.size(); ++n)
-            if (SameText(aProperty.fEnumNames[n], t)) return TcsVariant(static_cast<int64_t>(n));
-        return TcsVariant(TryStrToInt(t, i) ? i : 0);
-    }
-    case TcsPropertyKind::Integer:
-        if (TryStrToInt(Trim(aText), i)) return TcsVariant(i);
-        return TcsVariant(static_cast<int64_t>(0));
-    case TcsPropertyKind::Float:
-        return TcsVariant(TryStrToFloat(Trim(aText), f) ? f : 0.0);
-    case TcsPropertyKind::Variant:
-        // An ID is an integer when the whole text is one; GUIDs and other texts stay text.
-        if (TryStrToInt(aText, i)) return TcsVariant(i);
-        return TcsVariant(aText);
-    default:
-        return TcsVariant(aText);
-    }
-}
-
 // libxml2 reports to the standard error stream unless told otherwise; our report is the
 // exception.
 void SilentGeneric(void*, const char*, ...) {}
@@ -194,7 +165,7 @@ void TscXMLCustomHandler::ReadXmlProperties(xmlNode* aElement, TscObject& aObjec
             if (xmlNode* blob = ChildElement(aElement, storage, true)) p.fSet(aObject, TcsVariant(Base64Decode(ContentOf(blob))));
             continue;
         }
-        if (xmlAttr* a = xmlHasProp(aElement, X(storage.c_str()))) p.fSet(aObject, TextValue(p, AttributeText(a)));
+        if (xmlAttr* a = xmlHasProp(aElement, X(storage.c_str()))) p.fSet(aObject, PropertyValueFromText(p, AttributeText(a)));
     }
     if (xmlNode* group = ChildElement(aElement, "ExtendedProperties")) {
         TscExtendedProperties& list = aObject.ExtendedProperties();
@@ -384,6 +355,59 @@ void TscXMLOuterSourceHandler::WriteXmlProperties(xmlNode* aElement, const TscOb
                const_cast<TscOuterDataSource&>(static_cast<const TscOuterDataSource&>(aObject)).OuterGraphSchemas());
 }
 
+namespace {
+
+struct TscCoordSystemGroup {
+    const char* Written;
+    const char* Item;
+    const char* Read;
+};
+
+const TscCoordSystemGroup kCoordSystemGroups[] = {
+    {"MapinfoCoordsystems", "MapinfoCoordsystem", "MapinfoCoordSystems"},
+    {"GeomediaCordsystems", "GeomediaCordsystem", "GeomediaCoordsystems"},
+    {"WKTCordsystems", "WKTCordsystem", "WKTCoordSystems"},
+    {"CordsystemSets", "CordsystemSet", "CoordSystemSets"},
+};
+
+std::vector<TscObjects*> GroupLists(TscCoordSystems& aList) {
+    return {&aList.MapinfoCoordSystems(), &aList.GeomediaCoordSystems(), &aList.WKTCoordSystems(), &aList.CoordSysSet()};
+}
+
+bool FlagOf(xmlNode* aSection, const char* aName) {
+    xmlAttr* a = xmlHasProp(aSection, X(aName));
+    bool value = false;
+    return a && TryStrToBool(Trim(AttributeText(a)), value) && value;
+}
+
+}  // namespace
+
+void TscXMLCoordSystemHandler::Load(TscObjects& aObjects) {
+    auto* list = dynamic_cast<TscCoordSystems*>(&aObjects);
+    xmlNode* section = XMLProvider().Section(SectionName(), false);
+    if (!list || !section) return;
+    list->SetMapinfoSupport(FlagOf(section, "MapinfoSupport"));
+    list->SetGeomediaSupport(FlagOf(section, "GeomediaSupport"));
+    const std::vector<TscObjects*> lists = GroupLists(*list);
+    for (size_t i = 0; i < lists.size(); ++i)
+        ReadGroup(*this, section, kCoordSystemGroups[i].Read, kCoordSystemGroups[i].Item, *lists[i]);
+    LoadFrom(section, aObjects, nullptr);
+}
+
+void TscXMLCoordSystemHandler::Save(TscObjects& aObjects) {
+    auto* list = dynamic_cast<TscCoordSystems*>(&aObjects);
+    if (!list) return;
+    xmlNode* section = XMLProvider().Section(SectionName(), true);
+    xmlNewProp(section, X("MapinfoSupport"), X(list->MapinfoSupport() ? "True" : "False"));
+    xmlNewProp(section, X("GeomediaSupport"), X(list->GeomediaSupport() ? "True" : "False"));
+    const std::vector<TscObjects*> lists = GroupLists(*list);
+    for (size_t i = 0; i < lists.size(); ++i)
+        WriteGroup(*this, section, kCoordSystemGroups[i].Written, kCoordSystemGroups[i].Item, *lists[i]);
+    for (TscObject* o : aObjects.Objects())
+        if (o->ObjectMode() == fProvider->ObjectMode())
+            WriteXmlProperties(xmlNewChild(section, nullptr, X(o->GetStorageName().c_str()), nullptr), *o);
+}
+
 // ---------------------------------------------------------------------------------------------
 // Provider
 
@@ -400,6 +424,7 @@ TscXMLProvider::TscXMLProvider(TscCustomSchema* aSchema)
     AddHandler(std::make_unique<TscXMLCustomHandler>(this, "TscGraphSchema", "GraphSchemas"));
     AddHandler(std::make_unique<TscXMLCustomHandler>(this, "TscUser", "users"));
     AddHandler(std::make_unique<TscXMLCustomHandler>(this, "TscRole", "Roles"));
+    AddHandler(std::make_unique<TscXMLCoordSystemHandler>(this));
 }
 
 TscXMLProvider::~TscXMLProvider() { FreeDocument(); }
@@ -523,7 +548,7 @@ void RegisterXMLProvider() {
         link.Create = [](TscCustomSchema* s) -> std::unique_ptr<TscCustomProvider> { return std::make_unique<TscXMLProvider>(s); };
         for (const char* h : {"TscXMLTableHandler", "TscXMLFieldHandler", "TscXMLFieldModeHandler", "TscXMLRelationHandler",
                               "TscXMLIndexHandler", "TscXMLSettingHandler", "TscXMLOuterSourceHandler", "TscXMLKlassHandler",
-                              "TscXMLGraphSchemaHandler", "TscXMLUserHandler", "TscXMLRuleHandler"})
+                              "TscXMLGraphSchemaHandler", "TscXMLUserHandler", "TscXMLCoordSystemHandler", "TscXMLRuleHandler"})
             link.RegisterHandler(h);
         ProviderManager().RegisterProvider(std::move(link));
         return true;

@@ -102,6 +102,17 @@ public:
     void WriteXmlProperties(_xmlNode* aElement, const TscObject& aObject) override;
 };
 
+// Coordinate systems: the support flags on the section, a group per system kind and for the
+// sets, then the links. The groups are written and read under different spellings, so a
+// file's systems and sets are not read back (its links and flags are).
+class TscXMLCoordSystemHandler : public TscXMLCustomHandler {
+public:
+    explicit TscXMLCoordSystemHandler(TscXMLProvider* aProvider)
+        : TscXMLCustomHandler(aProvider, "TscTableCoordSystem", "CoordSystems") {}
+    void Load(TscObjects& aObjects) override;
+    void Save(TscObjects& aObjects) override;
+};
+
 // The schema file provider: "scXMLProvider", connection parameter "FileName" ("%s" in it is
 // the schema's prefix name).
 class TscXMLProvider : public TscFileCustomProvider {

@@ -1,0 +1,92 @@
+// The schema in a PostgreSQL database with PostGIS: provider "scPostgreSQLProvider",
+// connection parameters "Server" (a host, or the folder of the server's socket), "Port",
+// "Database", "User_Name", "Password", "OSAuthent".
+#pragma once
+
+#include "scSQLiteProvider.h"
+
+struct pg_conn;
+
+namespace tmi {
+
+class TscPostgreSQLDataManager : public TscDataManager {
+public:
+    explicit TscPostgreSQLDataManager(TscDBCustomProvider& aProvider) : TscDataManager(aProvider) {}
+    ~TscPostgreSQLDataManager() override;
+
+    [[nodiscard]] TscDBMSType DBMSType() const override { return dbPostgreSQL; }
+    void Connect() override;
+    // A connection to another database of the same server (the maintenance one, say).
+    void ConnectTo(const std::string& aDatabase);
+    void Disconnect() override;
+    [[nodiscard]] bool Connected() const override { return fConn != nullptr; }
+    // PostgreSQL cuts longer names silently.
+    [[nodiscard]] size_t MaxIdentifierLength() const override { return 63; }
+    [[nodiscard]] bool TableExist(std::string_view aOwnerName, std::string_view aTableName) override;
+    void DoExecute(const std::string& aSQL, const std::vector<TscDBParam>& aParams) override;
+    std::unique_ptr<TscDataSet> DoQuery(const std::string& aSQL, const std::vector<TscDBParam>& aParams,
+                                        TscFetchControl* aControl) override;
+    void Interrupt() override;
+    [[nodiscard]] std::vector<std::string> CatalogueTables() override;
+    [[nodiscard]] std::vector<TscCatalogueColumn> CatalogueColumns(const std::string& aTable) override;
+    [[nodiscard]] TscDataSetClass GetDataSetClass() const override {
+        return [] { return std::make_unique<TscDataSet>(); };
+    }
+    [[nodiscard]] TscDataSetClass GetCloneDataSetClass() const override { return GetDataSetClass(); }
+
+protected:
+    [[nodiscard]] std::unique_ptr<TscDataManagerSQLGenerator> GetSQLGeneratorClass() override {
+        return std::make_unique<TscSTSQLGenerator>(*this);
+    }
+
+private:
+    pg_conn* fConn = nullptr;
+    std::unordered_map<std::string, std::string> fPrepared;  // text, statement name
+};
+
+class TscPostgreSQLProvider : public TscDBCustomProvider {
+public:
+    explicit TscPostgreSQLProvider(TscCustomSchema* aSchema);
+    [[nodiscard]] std::string GetProviderName() const override { return "scPostgreSQLProvider"; }
+    [[nodiscard]] std::string GetVisibleProviderName() const override { return "PostgreSQL (PostGIS)"; }
+    [[nodiscard]] TscDBMSType GetDBMSType() const override { return dbPostgreSQL; }
+    [[nodiscard]] int GetProviderFeatures() const override;
+    [[nodiscard]] std::string DatabaseName() const override { return Trim(GetConnectParametr("Database")); }
+    [[nodiscard]] std::vector<std::string> GetDatabaseList() override;
+
+    // Makes the database (UTF8) and adds PostGIS to it.
+    void CreateDatabase() override;
+    void DropDatabase() override;
+
+    [[nodiscard]] std::string ColumnTypeSQL(const TscField& aField) const override;
+    [[nodiscard]] std::string MetaColumnTypeSQL(TcsPropertyKind aKind, bool aBlob) const override;
+    [[nodiscard]] std::vector<std::string> SpatialPreambleSQL() const override { return {"CREATE EXTENSION IF NOT EXISTS postgis"}; }
+    [[nodiscard]] std::vector<std::string> ReferenceSystemSQL(int aSRID, const std::string& aWKT,
+                                                              const std::string& aProj4) const override;
+    [[nodiscard]] bool ReferenceSystemExists(int aSRID) override;
+    [[nodiscard]] std::string GeometryColumnInlineSQL(const TscField& aField, int aSRID) const override;
+    [[nodiscard]] std::vector<std::string> GeometryColumnAfterSQL(const TscTable&, const TscField&, int) const override { return {}; }
+    [[nodiscard]] std::vector<std::string> SpatialIndexSQL(const TscTable& aTable, const TscField& aField,
+                                                           const std::string& aIndexName) const override;
+    [[nodiscard]] bool ForeignKeysInline() const override { return false; }
+    [[nodiscard]] std::string CatalogueGeometryType(int aSRID) const override;
+    [[nodiscard]] bool IndexExists(const TscTable& aTable, const TscIndex& aIndex) override;
+
+protected:
+    [[nodiscard]] std::unique_ptr<TscDataManager> CreateDataManager() override {
+        return std::make_unique<TscPostgreSQLDataManager>(*this);
+    }
+    [[nodiscard]] std::unique_ptr<TscSQLDBCustomHandler> NewHandler(std::string aObjectClass, std::string aTable, bool aChild,
+                                                                   TscSQLDBCustomHandler::TscObjectFactory aFactory) override {
+        return std::make_unique<TscSQLDBStandardHandler>(this, std::move(aObjectClass), std::move(aTable), aChild, std::move(aFactory));
+    }
+
+private:
+    // Runs statements in the server's maintenance database.
+    void Maintenance(const std::vector<std::string>& aStatements);
+};
+
+// Registers both database providers with the provider manager (once).
+void RegisterDBProviders();
+
+}  // namespace tmi
