@@ -673,6 +673,16 @@ void TscSQLDBCustomHandler::SQL(TscObjects* aObjects, const TscObject* aParent, 
     AfterSQL(aSession);
 }
 
+bool TscSQLDBCustomHandler::HasRowsOf(const std::string& aOwnerKey) {
+    if (!fOwners) {
+        fOwners.emplace();
+        const TscDataSet& rows = StoredRows();
+        const int owner = rows.FieldIndex("OwnerID");
+        for (int i = 0; owner >= 0 && i < rows.RecordCount(); ++i) fOwners->insert(rows.Cell(i, owner).value_or(""));
+    }
+    return fOwners->count(aOwnerKey) != 0;
+}
+
 bool TscSQLDBCustomHandler::StoredKeyExists(const std::string& aKey) {
     if (!fStoredKeys) {
         fStoredKeys.emplace();
@@ -709,7 +719,8 @@ void TscSQLDBCustomHandler::ApplyRow(const TscDataSet& aRows, int aRow, TscObjec
 }
 
 void TscSQLDBCustomHandler::Load(TscObjects& aObjects) {
-    fRows.reset();
+    for (TscObjects* sub : aObjects.SubLists())
+        if (TscCustomHandler* h = DBProvider().GetHandlerByObjects(*sub)) h->Load(*sub);
     const TscDataSet& rows = StoredRows();
     const int owner = rows.FieldIndex("OwnerID");
     const std::string ownerKey = aObjects.Owner() ? OwnerKey(*aObjects.Owner()) : std::string();
@@ -719,13 +730,15 @@ void TscSQLDBCustomHandler::Load(TscObjects& aObjects) {
         o->SetObjectMode(fProvider->ObjectMode());
         ApplyRow(rows, i, *o);
         o->ActivateHandlerObject(this);
-        TscObject* added = aObjects.Add(std::move(o));
-        // Lists the object holds come from their own tables.
-        for (TscObjects* list : added->ChildObjects()) {
+        // Lists the object holds come from their own tables, before it joins its list.
+        for (TscObjects* list : o->ChildObjects()) {
             if (list->StorageType() != stStandart) continue;
             if (auto* handler = dynamic_cast<TscSQLDBCustomHandler*>(DBProvider().GetHandlerByObjects(*list)))
                 if (handler->IsChild()) handler->Load(*list);
         }
+        auto* extended = dynamic_cast<TscSQLDBCustomHandler*>(DBProvider().GetHandlerByObjectClass("TscExtendedProperty"));
+        if (extended && extended != this && extended->HasRowsOf(OwnerKey(*o))) extended->Load(o->ExtendedProperties());
+        aObjects.Add(std::move(o));
     }
 }
 
@@ -921,30 +934,10 @@ void TscDBCustomProvider::CloseCache() {
 }
 
 void TscDBCustomProvider::Load(TscObjects& aObjects) {
-    for (TscObjects* sub : aObjects.SubLists())
-        if (TscCustomHandler* h = GetHandlerByObjects(*sub)) h->Load(*sub);
     if (TscCustomHandler* h = GetHandlerByObjects(aObjects)) h->Load(aObjects);
 }
 
-void TscDBCustomProvider::DoAfterLoad() {
-    // Extended properties name their owner by class and key.
-    auto* handler = dynamic_cast<TscSQLDBCustomHandler*>(GetHandlerByObjectClass("TscExtendedProperty"));
-    if (!handler || !fSchema) return;
-    const TscDataSet& rows = handler->StoredRows();
-    const int owner = rows.FieldIndex("OwnerID");
-    if (owner < 0) return;
-    std::map<std::string, TscObject*> owners;
-    for (const auto& list : fSchema->ROOTObjects())
-        for (TscObject* o : list->Objects()) owners[OwnerKey(*o)] = o;
-    std::set<std::string> done;
-    for (int i = 0; i < rows.RecordCount(); ++i) {
-        const std::string key = rows.Cell(i, owner).value_or("");
-        auto it = owners.find(key);
-        if (it == owners.end() || !done.insert(key).second) continue;
-        handler->Load(it->second->ExtendedProperties());
-    }
-    handler->CloseCache();
-}
+void TscDBCustomProvider::DoAfterLoad() { CloseCache(); }
 
 std::vector<TscObjects*> TscDBCustomProvider::ListsInSaveOrder(TscCustomSchema& aSchema) const {
     // Tables and fields first, then the other lists in the schema's order, sub-lists before
@@ -953,7 +946,7 @@ std::vector<TscObjects*> TscDBCustomProvider::ListsInSaveOrder(TscCustomSchema& 
     for (const char* first : {"TscTable", "TscField"})
         if (TscObjects* list = aSchema.GetRootObjectsByObjectClass(first)) out.push_back(list);
     for (const auto& list : aSchema.ROOTObjects()) {
-        if (std::find(out.begin(), out.end(), list.get()) != out.end()) continue;
+        if (std::find(out.begin(), out.end(), list.get()) != out.end() || list->ClassName() == "TscProviders") continue;
         for (TscObjects* sub : list->SubLists()) out.push_back(sub);
         out.push_back(list.get());
     }

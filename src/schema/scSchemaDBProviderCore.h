@@ -342,13 +342,19 @@ public:
 
     void Load(TscObjects& aObjects) override;
     void Save(TscObjects& aObjects) override;
-    void CloseCache() override { fStoredKeys.reset(); }
+    void CloseCache() override {
+        fStoredKeys.reset();
+        fRows.reset();
+        fOwners.reset();
+    }
     // The metadata table's statement.
     [[nodiscard]] std::string CreateTableSQL() const;
     // The object's stored row, compared with its properties: osdbNormal, osdbModify or osdbNotCreated.
     [[nodiscard]] TscDBObjectStatus CompareStored(const TscObject& aObject, const TscObject* aParent);
-    // Rows of a child table by owner key (loaded once per load).
+    // The table's rows, read once until the cache closes.
     [[nodiscard]] const TscDataSet& StoredRows();
+    // Whether a child table holds rows of that owner.
+    [[nodiscard]] bool HasRowsOf(const std::string& aOwnerKey);
 
 private:
     [[nodiscard]] bool StoredKeyExists(const std::string& aKey);
@@ -360,6 +366,7 @@ private:
     TscObjectFactory fFactory;
     std::optional<std::unordered_set<std::string>> fStoredKeys;
     std::unique_ptr<TscDataSet> fRows;
+    std::optional<std::unordered_set<std::string>> fOwners;
 };
 
 // The handler of engines that speak standard SQL.

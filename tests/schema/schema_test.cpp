@@ -35,7 +35,8 @@ TEST(SchemaCore, RootListsInOrder) {
     for (const auto& list : s.ROOTObjects()) names.push_back(list->GetStorageName());
     EXPECT_EQ(names, (std::vector<std::string>{"Providers", "Packages", "Tables", "Fields", "FieldModes", "Aspects", "Indices",
                                                "Relations", "Rights", "Roles", "Users", "UsersRolesLinks", "GraphSchemas",
-                                               "OuterDataSources", "Settings", "DistributiveVersions", "Klasses"}));
+                                               "OuterDataSources", "Settings", "DistributiveVersions", "Klasses",
+                                               "CoordSystems"}));
     EXPECT_EQ(Thrown([&] { s.Tables().SetFilter("ID", TcsVariant(1)); }), "Запрещено устанавлививать фильтр коренному хранилищу");
 }
 

@@ -11,69 +11,17 @@
 #include "schema_fixture.h"
 
 using namespace tmi;
+using namespace tmi::test;
 namespace fs = std::filesystem;
 
 namespace {
 
 const fs::path kFixtures = fs::path(TM_FIXTURES) / "schema";
 
-std::string ReadAll(const fs::path& aPath) {
-    std::ifstream in(aPath, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteAll(const fs::path& aPath, std::string_view aText) {
-    std::ofstream(aPath, std::ios::binary | std::ios::trunc).write(aText.data(), static_cast<std::streamsize>(aText.size()));
-}
-
-struct TempFolder {
-    TempFolder() : path(fs::temp_directory_path() / ("tm_schema_" + std::to_string(::getpid()) + "_" + std::to_string(counter++))) {
-        fs::create_directories(path);
-    }
-    ~TempFolder() { fs::remove_all(path); }
-    fs::path path;
-    static inline int counter = 0;
-};
-
 std::unique_ptr<TscXMLProvider> ProviderFor(TscSchema& aSchema, const fs::path& aFile) {
     auto p = std::make_unique<TscXMLProvider>(&aSchema);
     p->SetConnectionString("FileName=" + aFile.string());
     return p;
-}
-
-// Every published value of every object, extended properties and index fields included.
-std::vector<std::string> Dump(const TscSchema& aSchema) {
-    std::vector<std::string> lines;
-    auto object = [&lines](const std::string& aPrefix, TscObject& o) {
-        std::string line = aPrefix + o.ClassName();
-        for (const TcsPropertyInfo& p : o.PropertyTable().All())
-            if (p.fGet && p.fKind != TcsPropertyKind::Object) {
-                const TcsVariant v = p.fGet(o);
-                line += " " + p.fName + "=" + std::to_string(static_cast<int>(v.Type())) + ":" + v.AsString();
-            }
-        lines.push_back(line);
-        if (o.HasExtendedProperties())
-            for (TscObject* e : o.ExtendedProperties().Objects()) {
-                std::string ext = "  ext";
-                for (const TcsPropertyInfo& p : e->PropertyTable().All())
-                    if (p.fGet) ext += " " + p.fName + "=" + p.fGet(*e).AsString();
-                lines.push_back(ext);
-            }
-        if (auto* index = dynamic_cast<TscIndex*>(&o))
-            for (const TscIndexField& f : index->IndexFields())
-                lines.push_back("  fld " + std::to_string(static_cast<int>(f.FieldID.Type())) + ":" + f.FieldID.AsString() + " " +
-                                std::to_string(f.Order));
-    };
-    for (const auto& list : aSchema.ROOTObjects())
-        for (TscObject* o : list->Objects()) {
-            object("", *o);
-            for (TscObjects* child : o->ChildObjects())
-                if (child->StorageType() == stStandart)
-                    for (TscObject* c : child->Objects()) object("  ", *c);
-        }
-    return lines;
 }
 
 }  // namespace
@@ -307,6 +255,48 @@ TEST(SchemaXML, FailedLoadGoesToTheOperator) {
     EXPECT_EQ(shown[0], "Ошибка загрузки схемы: нет доступа");
     EXPECT_FALSE(s.Loaded());
     EXPECT_EQ(s.Tables().Count(), 0);
+}
+
+TEST(SchemaXML, CoordinateSystemsAreWrittenUnderOtherNamesThanTheyAreReadBy) {
+    TempFolder tmp;
+    const fs::path file = tmp.path / "cs.xml";
+    TscSchema built;
+    built.Open(ProviderFor(built, file), false);
+    test::BuildOutputTables(built);
+    test::SetLocalCoordSystem(built);
+    built.Save();
+    const std::string bytes = ReadAll(file);
+    for (const char* written : {"<MapinfoCoordsystems>", "<WKTCordsystems>", "<CordsystemSets>", "<CordsystemSet ",
+                                "<CoordSystems MapinfoSupport=\"True\" GeomediaSupport=\"False\">"})
+        EXPECT_NE(bytes.find(written), std::string::npos) << written;
+
+    TscSchema loaded;
+    loaded.Open(ProviderFor(loaded, file), true);
+    ASSERT_TRUE(loaded.Loaded());
+    TscCoordSystems& systems = loaded.CoordSystems();
+    EXPECT_TRUE(systems.MapinfoSupport());
+    EXPECT_EQ(systems.Count(), 8) << "the links come back";
+    EXPECT_EQ(systems.WKTCoordSystems().Count() + systems.MapinfoCoordSystems().Count() + systems.CoordSysSet().Count(), 0)
+        << "the systems and sets do not";
+    // So the links point to no set, and the schema no longer passes its checks.
+    const std::vector<std::string> errors = loaded.CheckAll();
+    ASSERT_EQ(errors.size(), 8u);
+    EXPECT_EQ(errors[0], "Поле Участки.Geometry: не задана система координат");
+    EXPECT_EQ(systems.DefaultWKT().rfind("GEOGCS[\"Pulkovo 1942 (Mapinfo Datum)\"", 0), 0u);
+
+    // A file written with the reading names is read whole.
+    std::string renamed = bytes;
+    for (auto [from, to] : {std::pair{"MapinfoCoordsystems>", "MapinfoCoordSystems>"}, std::pair{"WKTCordsystems>", "WKTCoordSystems>"},
+                            std::pair{"CordsystemSets>", "CoordSystemSets>"}})
+        for (size_t at = renamed.find(from); at != std::string::npos; at = renamed.find(from, at + 1))
+            renamed.replace(at, std::string_view(from).size(), to);
+    WriteAll(file, renamed);
+    TscSchema again;
+    again.Open(ProviderFor(again, file), true);
+    EXPECT_EQ(again.CoordSystems().CoordSysSet().Count(), 1);
+    EXPECT_EQ(again.CoordSystems().MapinfoCoordSystems().Count(), 1);
+    EXPECT_NE(again.CoordSystems().DefaultWKT().find("Transverse_Mercator"), std::string::npos);
+    EXPECT_TRUE(again.CheckAll().empty());
 }
 
 TEST(SchemaXML, FileNameTakesThePrefix) {
