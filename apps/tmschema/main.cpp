@@ -1,12 +1,16 @@
-// tmschema: checks and copies schema files.
-//   tmschema check FILE     loads the schema, runs the checks a save runs, and prints the
-//                           number of objects of each list (or every error, exit 1)
-//   tmschema copy IN OUT    loads IN and saves it as OUT in the current layout
+// tmschema: checks and copies schema files, and carries schemas into databases.
+//   tmschema check FILE                 loads the schema, runs the checks a save runs, and prints
+//                                       the number of objects of each list (or every error, exit 1)
+//   tmschema copy IN OUT                loads IN and saves it as OUT in the current layout
+//   tmschema sql FILE --dbms ENGINE     the script that makes the schema's database
+//   tmschema generate FILE --db URL     makes the database (metadata and tables)
+//   tmschema dump --db URL OUT          the metadata of a database back into a schema file
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <string>
 
+#include "scPostgreSQLProvider.h"
 #include "scXMLProvider.h"
 
 using namespace tmi;
@@ -16,6 +20,9 @@ namespace {
 const char* kUsage =
     "usage: tmschema check FILE\n"
     "       tmschema copy IN OUT\n"
+    "       tmschema sql FILE --dbms sqlite|postgresql\n"
+    "       tmschema generate FILE --db URL\n"
+    "       tmschema dump --db URL OUT\n"
     "\n"
     "Schema files describe the tables, fields, indices, relations, users, roles and rights of a\n"
     "GIS database (the \"scXMLProvider\" format, in cp1251; first-version files are read too).\n"
@@ -25,7 +32,20 @@ const char* kUsage =
     "                nothing); print the number of objects of each list, or every error\n"
     "  copy IN OUT   load IN and save it as OUT in the current layout (OUT is replaced only\n"
     "                once the new file is complete, and only when the checks pass)\n"
+    "  sql FILE --dbms sqlite|postgresql\n"
+    "                write to standard output the script that makes the schema's database: its\n"
+    "                metadata tables and rows, its tables, indices, keys and geometry columns;\n"
+    "                run it with  sqlite3 -bail NEW.sqlite < script  or\n"
+    "                psql -v ON_ERROR_STOP=1 -1 -f script  (into a new, empty database)\n"
+    "  generate FILE --db URL\n"
+    "                the same, run against the database (made when it does not exist), in one\n"
+    "                transaction: on an error nothing of the run stays, and a database the run\n"
+    "                made is removed\n"
+    "  dump --db URL OUT\n"
+    "                read the metadata of a database back into the schema file OUT\n"
     "  -h, --help    this text\n"
+    "\n"
+    "URL: sqlite:PATH, or postgresql://[USER[:PASSWORD]@][HOST][:PORT]/DATABASE[?host=SOCKETDIR]\n"
     "\n"
     "Exit status: 0 done, 1 the schema does not pass its checks, 2 a file could not be read or\n"
     "written, 3 wrong arguments.\n";
@@ -53,6 +73,117 @@ bool Load(TscSchema& aSchema, const std::string& aFile) {
     return !failed && aSchema.Loaded();
 }
 
+// A database provider from a URL; nullptr (with the reason on stderr) when it is not one.
+std::unique_ptr<TscDBCustomProvider> ProviderOf(TscSchema& aSchema, const std::string& aURL) {
+    if (aURL.rfind("sqlite:", 0) == 0) {
+        auto p = std::make_unique<TscSQLiteProvider>(&aSchema);
+        p->SetConnectionString("FileName=" + aURL.substr(7));
+        return p;
+    }
+    for (const char* scheme : {"postgresql://", "postgres://"}) {
+        if (aURL.rfind(scheme, 0) != 0) continue;
+        std::string rest = aURL.substr(std::string(scheme).size());
+        std::string user, password, host, port, database, query;
+        if (const size_t q = rest.find('?'); q != std::string::npos) {
+            query = rest.substr(q + 1);
+            rest = rest.substr(0, q);
+        }
+        if (const size_t at = rest.rfind('@'); at != std::string::npos) {
+            user = rest.substr(0, at);
+            rest = rest.substr(at + 1);
+            if (const size_t colon = user.find(':'); colon != std::string::npos) {
+                password = user.substr(colon + 1);
+                user = user.substr(0, colon);
+            }
+        }
+        if (const size_t slash = rest.find('/'); slash != std::string::npos) {
+            database = rest.substr(slash + 1);
+            rest = rest.substr(0, slash);
+        }
+        if (const size_t colon = rest.rfind(':'); colon != std::string::npos) {
+            port = rest.substr(colon + 1);
+            rest = rest.substr(0, colon);
+        }
+        host = rest;
+        for (const std::string& part : Split(query, '&'))
+            if (part.rfind("host=", 0) == 0) host = part.substr(5);
+        auto p = std::make_unique<TscPostgreSQLProvider>(&aSchema);
+        std::string text = "Server=" + host + ";Port=" + port + ";Database=" + database + ";User_Name=" + user;
+        if (!password.empty()) text += ";Password=" + password;
+        p->SetConnectionString(text);
+        return p;
+    }
+    std::cerr << "tmschema: не адрес базы данных: " << aURL << " (sqlite:PATH или postgresql://...)\n";
+    return nullptr;
+}
+
+// The value after a flag, or empty.
+std::string FlagValue(int argc, char** argv, const char* aFlag) {
+    for (int i = 2; i + 1 < argc; ++i)
+        if (std::string(argv[i]) == aFlag) return argv[i + 1];
+    return {};
+}
+
+int DatabaseCommand(const std::string& aCommand, int argc, char** argv) {
+    TscSchema schema;
+    try {
+        if (aCommand == "dump") {
+            auto provider = ProviderOf(schema, FlagValue(argc, argv, "--db"));
+            if (!provider) return 3;
+            bool failed = false;
+            ModalMessageHandler() = [&failed](const std::string& aText) {
+                std::cerr << "tmschema: " << aText << "\n";
+                failed = true;
+            };
+            schema.Open(std::move(provider), true);
+            if (failed || !schema.Loaded()) return 2;
+            TscXMLProvider target(&schema);
+            target.SetConnectionString(std::string("FileName=") + argv[argc - 1]);
+            target.Open();
+            schema.Save(target);
+            return 0;
+        }
+        if (!Load(schema, argv[2])) return 2;
+        std::unique_ptr<TscDBCustomProvider> provider;
+        if (aCommand == "sql") {
+            const std::string dbms = FlagValue(argc, argv, "--dbms");
+            if (dbms == "sqlite") provider = std::make_unique<TscSQLiteProvider>(&schema);
+            else if (dbms == "postgresql") provider = std::make_unique<TscPostgreSQLProvider>(&schema);
+            else {
+                std::cerr << kUsage;
+                return 3;
+            }
+            provider->SetConnectionString("WorkMode=OnlySQL");
+            provider->Generate(schema, nullptr, {}, false);
+            std::cout << provider->Script();
+            return 0;
+        }
+        provider = ProviderOf(schema, FlagValue(argc, argv, "--db"));
+        if (!provider) return 3;
+        bool create = false;
+        if (auto* sqlite = dynamic_cast<TscSQLiteProvider*>(provider.get())) {
+            std::error_code ec;
+            create = !std::filesystem::exists(sqlite->FileName(), ec);
+        } else {
+            try {
+                provider->Open();
+            } catch (const std::exception& e) {
+                if (std::string(e.what()).find("does not exist") == std::string::npos) throw;
+                create = true;
+            }
+        }
+        provider->Generate(schema, nullptr, {}, create);
+        std::cout << "tmschema: " << provider->GetFullDescription() << (create ? " создана" : " обновлена") << "\n";
+        return 0;
+    } catch (const EscCheckSaveException& e) {
+        std::cerr << e.what() << "\n";
+        return 1;
+    } catch (const std::exception& e) {
+        std::cerr << "tmschema: " << e.what() << "\n";
+        return 2;
+    }
+}
+
 int PrintErrors(const std::vector<std::string>& aErrors) {
     for (const std::string& e : aErrors) std::cerr << e << "\n";
     std::cerr << "tmschema: " << aErrors.size() << " error(s)\n";
@@ -67,6 +198,8 @@ int main(int argc, char** argv) {
         std::cout << kUsage;
         return 0;
     }
+    if ((command == "sql" || command == "generate") && argc == 5) return DatabaseCommand(command, argc, argv);
+    if (command == "dump" && argc == 5) return DatabaseCommand(command, argc, argv);
     if (!((command == "check" && argc == 3) || (command == "copy" && argc == 4))) {
         std::cerr << kUsage;
         return 3;

@@ -454,6 +454,24 @@ TEST_P(DB, BackgroundFetchReportsProgressAndCancels) {
     EXPECT_EQ(rows->Value(99, "x").AsInteger(), 100);
 }
 
+TEST_P(DB, CommandLineGeneratesAndDumpsTheSchemaFile) {
+    const std::string tool = TM_TMSCHEMA;
+    const std::string file = (fs::path(TM_FIXTURES) / "schema" / "output-tables.xml").string();
+    const std::string db = Database("cli");
+    const std::string url = Postgres() ? "'postgresql://tm@/" + db + "?host=" + fSocket + "'" : "sqlite:" + db;
+    ASSERT_EQ(Shell(tool + " generate " + file + " --db " + url + " > /dev/null"), 0);
+    const fs::path dumped = fTmp.path / "dumped.xml";
+    ASSERT_EQ(Shell(tool + " dump --db " + url + " " + dumped.string()), 0);
+    EXPECT_EQ(ReadAll(dumped), ReadAll(file)) << "the metadata read back is the file";
+    const fs::path script = fTmp.path / "script.sql";
+    ASSERT_EQ(Shell(tool + " sql " + file + " --dbms " + GetParam() + " > " + script.string()), 0);
+    EXPECT_EQ(RunClient(script, Database("cli2")), 0);
+    // A second generate meets its own tables: refused whole, the database as it was.
+    EXPECT_EQ(Shell(tool + " generate " + file + " --db " + url + " > /dev/null 2>&1"), 2);
+    ASSERT_EQ(Shell(tool + " dump --db " + url + " " + dumped.string()), 0);
+    EXPECT_EQ(ReadAll(dumped), ReadAll(file));
+}
+
 INSTANTIATE_TEST_SUITE_P(Engines, DB, ::testing::Values("sqlite", "postgresql"),
                          [](const ::testing::TestParamInfo<std::string>& aInfo) { return aInfo.param; });
 
