@@ -1,6 +1,9 @@
 // The schema file at scale: a schema of 1,000 tables with 40 fields each (an index and a
 // relation per table) saved and loaded, against libxml2's own parse and write of the same
 // file measured in the same process; and lookups by ID and field lists against a plain scan.
+// Then the same schema generated into a database (one transaction, prepared statements reused)
+// against the engine's own client running the schema's script in one transaction: SQLite
+// always, PostgreSQL when TM_PG_SOCKET names the socket folder of a server (user "tm").
 // usage: schema_bench [TABLES]   (default 1000)
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -10,10 +13,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "bench_timing.h"
+#include "scPostgreSQLProvider.h"
 #include "scXMLProvider.h"
 
 using namespace tmi;
@@ -114,6 +119,55 @@ int main(int argc, char** argv) {
     std::printf("load  %8.1f ms   libxml2 parse %8.1f ms   ratio %.2f\n", load, parse, load / parse);
     std::printf("field by ID, all %zu: %.1f ms (a scan would take %.0f ms, %.0fx)\n", ids.size(), byId, scan, scan / std::max(byId, 0.01));
     std::printf("every table's field list: %.1f ms\n", lists);
+
+    // Databases: generate against the client running the script.
+    auto database = [&](const char* aEngine, auto aMake, const std::string& aConnection,
+                        const std::function<std::string(int)>& aClient, const std::function<void(int)>& aDrop) {
+        int round = 0;
+        const double generate = MedianMs(3, [&] {
+            aDrop(round);
+            TscSchema target;
+            auto provider = aMake(target);
+            provider->SetConnectionString(aConnection + std::to_string(round++));
+            provider->Generate(built, nullptr, {}, true);
+        });
+        TscSchema scripted;
+        auto provider = aMake(scripted);
+        provider->SetConnectionString("WorkMode=OnlySQL");
+        provider->Generate(built, nullptr, {}, false);
+        const fs::path script = folder / (std::string(aEngine) + ".sql");
+        FILE* out = std::fopen(script.c_str(), "wb");
+        const std::string text = "BEGIN;\n" + provider->Script() + "COMMIT;\n";
+        std::fwrite(text.data(), 1, text.size(), out);
+        std::fclose(out);
+        const double client = MedianMs(3, [&] {
+            aDrop(round);
+            if (std::system((aClient(round++) + " < " + script.string() + " > /dev/null").c_str()) != 0)
+                std::printf("%s: the client failed\n", aEngine);
+        });
+        aDrop(round);
+        std::printf("%-10s generate %8.1f ms   its client running the script %8.1f ms   ratio %.2f\n", aEngine, generate, client,
+                    generate / client);
+    };
+    const std::string base = (folder / "db").string();
+    database("sqlite", [](TscSchema& s) { return std::make_unique<TscSQLiteProvider>(&s); }, "FileName=" + base,
+             [&](int r) { return "sqlite3 -bail " + base + std::to_string(r); }, [&](int r) { fs::remove(base + std::to_string(r)); });
+    if (const char* socket = std::getenv("TM_PG_SOCKET")) {
+        const std::string sock = socket;
+        const std::string name = "tm_bench_" + std::to_string(::getpid()) + "_";
+        auto drop = [&](int r) {
+            std::system(("psql -h " + sock + " -U tm -d postgres -q -c 'DROP DATABASE IF EXISTS " + name + std::to_string(r) +
+                         "' > /dev/null 2>&1").c_str());
+        };
+        database("postgresql", [](TscSchema& s) { return std::make_unique<TscPostgreSQLProvider>(&s); },
+                 "Server=" + sock + ";User_Name=tm;Database=" + name,
+                 [&](int r) {
+                     const std::string db = name + std::to_string(r);
+                     return "psql -h " + sock + " -U tm -d postgres -q -c 'CREATE DATABASE " + db + "' >/dev/null && psql -h " + sock +
+                            " -U tm -v ON_ERROR_STOP=1 -q -d " + db;
+                 },
+                 drop);
+    }
     fs::remove_all(folder);
     return found == 0;
 }
