@@ -7,6 +7,7 @@
 //   tmschema dump --db URL OUT          the metadata of a database back into a schema file
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <iostream>
 #include <string>
 
@@ -124,9 +125,22 @@ std::string FlagValue(int argc, char** argv, const char* aFlag) {
     return {};
 }
 
+// Runs the action; a schema that fails its checks is exit 1, any other failure exit 2.
+int Guarded(const std::function<int()>& aAction) {
+    try {
+        return aAction();
+    } catch (const EscCheckSaveException& e) {
+        std::cerr << e.what() << "\n";
+        return 1;
+    } catch (const std::exception& e) {
+        std::cerr << "tmschema: " << e.what() << "\n";
+        return 2;
+    }
+}
+
 int DatabaseCommand(const std::string& aCommand, int argc, char** argv) {
     TscSchema schema;
-    try {
+    return Guarded([&] {
         if (aCommand == "dump") {
             auto provider = ProviderOf(schema, FlagValue(argc, argv, "--db"));
             if (!provider) return 3;
@@ -175,13 +189,7 @@ int DatabaseCommand(const std::string& aCommand, int argc, char** argv) {
         provider->Generate(schema, nullptr, {}, create);
         std::cout << "tmschema: " << provider->GetFullDescription() << (create ? " создана" : " обновлена") << "\n";
         return 0;
-    } catch (const EscCheckSaveException& e) {
-        std::cerr << e.what() << "\n";
-        return 1;
-    } catch (const std::exception& e) {
-        std::cerr << "tmschema: " << e.what() << "\n";
-        return 2;
-    }
+    });
 }
 
 int PrintErrors(const std::vector<std::string>& aErrors) {
@@ -213,17 +221,11 @@ int main(int argc, char** argv) {
             if (list->ClassName() != "TscProviders") std::cout << list->GetStorageName() << ": " << list->Count() << "\n";
         return 0;
     }
-    try {
+    return Guarded([&] {
         TscXMLProvider target(&schema);
         target.SetConnectionString(std::string("FileName=") + argv[3]);
         target.Open();
         schema.Save(target);
-    } catch (const EscCheckSaveException& e) {
-        std::cerr << e.what() << "\n";
-        return 1;
-    } catch (const std::exception& e) {
-        std::cerr << "tmschema: " << e.what() << "\n";
-        return 2;
-    }
-    return 0;
+        return 0;
+    });
 }

@@ -9,9 +9,9 @@ struct pg_conn;
 
 namespace tmi {
 
-class TscPostgreSQLDataManager : public TscDataManager {
+class TscPostgreSQLDataManager : public TscSTDataManager {
 public:
-    explicit TscPostgreSQLDataManager(TscDBCustomProvider& aProvider) : TscDataManager(aProvider) {}
+    explicit TscPostgreSQLDataManager(TscDBCustomProvider& aProvider) : TscSTDataManager(aProvider) {}
     ~TscPostgreSQLDataManager() override;
 
     [[nodiscard]] TscDBMSType DBMSType() const override { return dbPostgreSQL; }
@@ -29,15 +29,6 @@ public:
     void Interrupt() override;
     [[nodiscard]] std::vector<std::string> CatalogueTables() override;
     [[nodiscard]] std::vector<TscCatalogueColumn> CatalogueColumns(const std::string& aTable) override;
-    [[nodiscard]] TscDataSetClass GetDataSetClass() const override {
-        return [] { return std::make_unique<TscDataSet>(); };
-    }
-    [[nodiscard]] TscDataSetClass GetCloneDataSetClass() const override { return GetDataSetClass(); }
-
-protected:
-    [[nodiscard]] std::unique_ptr<TscDataManagerSQLGenerator> GetSQLGeneratorClass() override {
-        return std::make_unique<TscSTSQLGenerator>(*this);
-    }
 
 private:
     pg_conn* fConn = nullptr;

@@ -10,9 +10,9 @@ struct sqlite3_stmt;
 
 namespace tmi {
 
-class TscSQLiteDataManager : public TscDataManager {
+class TscSQLiteDataManager : public TscSTDataManager {
 public:
-    explicit TscSQLiteDataManager(TscDBCustomProvider& aProvider) : TscDataManager(aProvider) {}
+    explicit TscSQLiteDataManager(TscDBCustomProvider& aProvider) : TscSTDataManager(aProvider) {}
     ~TscSQLiteDataManager() override;
 
     [[nodiscard]] TscDBMSType DBMSType() const override { return dbFile; }
@@ -29,15 +29,6 @@ public:
     [[nodiscard]] std::vector<std::string> CatalogueTables() override;
     [[nodiscard]] std::vector<TscCatalogueColumn> CatalogueColumns(const std::string& aTable) override;
     [[nodiscard]] bool Spatial() const noexcept { return fSpatial; }
-    [[nodiscard]] TscDataSetClass GetDataSetClass() const override {
-        return [] { return std::make_unique<TscDataSet>(); };
-    }
-    [[nodiscard]] TscDataSetClass GetCloneDataSetClass() const override { return GetDataSetClass(); }
-
-protected:
-    [[nodiscard]] std::unique_ptr<TscDataManagerSQLGenerator> GetSQLGeneratorClass() override {
-        return std::make_unique<TscSTSQLGenerator>(*this);
-    }
 
 private:
     sqlite3_stmt* Prepare(const std::string& aSQL, bool aCache);

@@ -113,6 +113,15 @@ std::string SQLQuoted(std::string_view aText) {
     return out + "'";
 }
 
+std::string SQLIdentifier(std::string_view aName) {
+    std::string out = "\"";
+    for (char c : aName) {
+        if (c == '"') out += '"';
+        out += c;
+    }
+    return out + "\"";
+}
+
 std::string SQLDateTimeLiteral(TscDBMSType aDBMS, TDateTime aValue) {
     if (aValue.fValue == 0) return "Null";
     int y = 0, mo = 0, d = 0, h = 0, mi = 0, s = 0, ms = 0;
@@ -197,14 +206,6 @@ TcsVariant TscDataSet::Value(int aRow, std::string_view aField) const {
 
 TscDataManager::~TscDataManager() = default;
 
-std::string TscDataManager::QuoteIdentifier(std::string_view aName) const {
-    std::string out = "\"";
-    for (char c : aName) {
-        if (c == '"') out += '"';
-        out += c;
-    }
-    return out + "\"";
-}
 
 namespace {
 void CheckCommandText(const std::string& aSQL) {
@@ -721,6 +722,7 @@ void TscSQLDBCustomHandler::ApplyRow(const TscDataSet& aRows, int aRow, TscObjec
 void TscSQLDBCustomHandler::Load(TscObjects& aObjects) {
     for (TscObjects* sub : aObjects.SubLists())
         if (TscCustomHandler* h = DBProvider().GetHandlerByObjects(*sub)) h->Load(*sub);
+    if (auto* systems = dynamic_cast<TscCoordSystems*>(&aObjects)) DBProvider().ReadSupportFlags(*systems);
     const TscDataSet& rows = StoredRows();
     const int owner = rows.FieldIndex("OwnerID");
     const std::string ownerKey = aObjects.Owner() ? OwnerKey(*aObjects.Owner()) : std::string();
@@ -855,14 +857,6 @@ void TscDBCustomProvider::DisConnect() {
 
 bool TscDBCustomProvider::OnlySQL() const { return SameText(Trim(GetConnectParametr("WorkMode")), "OnlySQL"); }
 
-std::string TscDBCustomProvider::Quote(std::string_view aName) const {
-    std::string out = "\"";
-    for (char c : aName) {
-        if (c == '"') out += '"';
-        out += c;
-    }
-    return out + "\"";
-}
 
 void TscDBCustomProvider::Emit(const std::string& aSQL, const TscObject* aObject, const TscProviderCommand* aCommand) {
     if (OnlySQL()) {
@@ -974,7 +968,28 @@ void TscDBCustomProvider::WriteMetadata(TscCustomSchema& aSchema, TscSQLSession&
         const int before = aSession.Done;
         handler->SQL(list, nullptr, aSession);
         aSchema.Debug().Print("Сделал " + std::to_string(aSession.Done - before));
+        if (auto* systems = dynamic_cast<TscCoordSystems*>(list)) WriteSupportFlags(*systems);
     }
+}
+
+void TscDBCustomProvider::WriteSupportFlags(TscCoordSystems& aSystems) {
+    // The flags of the coordinate systems list: one row.
+    const std::string table = Quote(kSupportTable);
+    const std::string flag = MetaColumnTypeSQL(TcsPropertyKind::Boolean, false);
+    Emit("CREATE TABLE IF NOT EXISTS " + table + " (" + Quote("MapinfoSupport") + " " + flag + ", " + Quote("GeomediaSupport") + " " +
+         flag + ")");
+    Emit("DELETE FROM " + table);
+    Emit("INSERT INTO " + table + " VALUES (" + (aSystems.MapinfoSupport() ? "1" : "0") + ", " +
+         (aSystems.GeomediaSupport() ? "1" : "0") + ")");
+}
+
+void TscDBCustomProvider::ReadSupportFlags(TscCoordSystems& aSystems) {
+    TscDataManager& manager = DataManager();
+    if (!manager.TableExist("", kSupportTable)) return;
+    std::unique_ptr<TscDataSet> rows = manager.Query("SELECT * FROM " + Quote(kSupportTable));
+    if (rows->RecordCount() == 0) return;
+    aSystems.SetMapinfoSupport(rows->Value(0, "MapinfoSupport").AsInteger() != 0);
+    aSystems.SetGeomediaSupport(rows->Value(0, "GeomediaSupport").AsInteger() != 0);
 }
 
 void TscDBCustomProvider::SaveSchema(TscCustomSchema& aSchema) {
@@ -1002,6 +1017,7 @@ void TscDBCustomProvider::Save(TscObjects& aObjects) {
         for (TscObjects* sub : aObjects.SubLists())
             if (auto* h = dynamic_cast<TscSQLDBCustomHandler*>(GetHandlerByObjects(*sub))) h->Save(*sub);
         if (auto* h = dynamic_cast<TscSQLDBCustomHandler*>(GetHandlerByObjects(aObjects))) h->Save(aObjects);
+        if (auto* systems = dynamic_cast<TscCoordSystems*>(&aObjects)) WriteSupportFlags(*systems);
     } catch (...) {
         if (!OnlySQL() && DataManager().InTrans()) DataManager().RollbackTrans();
         throw;
@@ -1253,6 +1269,7 @@ void TscDBCustomProvider::Analize(TscCustomSchema& aSchema) {
     std::set<std::string> known;
     for (int i = 0; i < HandlersCount(); ++i) known.insert(static_cast<TscSQLDBCustomHandler*>(GetHandlerByIndex(i))->TableName());
     known.insert("mapinfocatalog");
+    known.insert(kSupportTable);
     auto worse = [](TscObject& aObject, TscDBObjectStatus aStatus) {
         if (aObject.DBObjectStatus() == osdbNormal || aStatus == osdbNotCreated) aObject.SetDBObjectStatus(aStatus);
     };

@@ -38,6 +38,8 @@ constexpr int kProviderFeatureSpatial = 16;
 std::string SQLFloatText(double aValue);
 // Text in single quotes, quotes doubled.
 std::string SQLQuoted(std::string_view aText);
+// An identifier in double quotes, quotes doubled: names keep their case and may be any text.
+std::string SQLIdentifier(std::string_view aName);
 // A date-time as the engine reads it; "Null" for the zero date.
 std::string SQLDateTimeLiteral(TscDBMSType aDBMS, TDateTime aValue);
 // Bytes as the engine's hexadecimal literal.
@@ -171,7 +173,7 @@ public:
     [[nodiscard]] virtual bool Connected() const = 0;
     // The longest identifier the engine keeps whole, in bytes.
     [[nodiscard]] virtual size_t MaxIdentifierLength() const = 0;
-    [[nodiscard]] virtual std::string QuoteIdentifier(std::string_view aName) const;
+    [[nodiscard]] virtual std::string QuoteIdentifier(std::string_view aName) const { return SQLIdentifier(aName); }
 
     // Runs a statement; raises with the engine's words. Statements of the same text reuse
     // one prepared form.
@@ -280,6 +282,21 @@ public:
     [[nodiscard]] std::string GetGeometryOperationSQL(TscGeometryOperation aOperation) const override;
     [[nodiscard]] std::string GetWhereGeometrySQL(const TcsCustomGeometry& aGeometry, std::string_view aGeometryField,
                                                   TscGeometryOperation aOperation, int aSRID = 0) const override;
+};
+
+// The data manager of engines with the ST_ functions: whole row sets, the spatial generator.
+class TscSTDataManager : public TscDataManager {
+public:
+    using TscDataManager::TscDataManager;
+    [[nodiscard]] TscDataSetClass GetDataSetClass() const override {
+        return [] { return std::make_unique<TscDataSet>(); };
+    }
+    [[nodiscard]] TscDataSetClass GetCloneDataSetClass() const override { return GetDataSetClass(); }
+
+protected:
+    [[nodiscard]] std::unique_ptr<TscDataManagerSQLGenerator> GetSQLGeneratorClass() override {
+        return std::make_unique<TscSTSQLGenerator>(*this);
+    }
 };
 
 // Turns objects of one class into statements on its metadata table, and loads them back.
@@ -441,7 +458,7 @@ public:
     // A statement of the run: executed, or written to the script. aObject names what it was for
     // when the engine refuses it.
     void Emit(const std::string& aSQL, const TscObject* aObject = nullptr, const TscProviderCommand* aCommand = nullptr);
-    [[nodiscard]] std::string Quote(std::string_view aName) const;
+    [[nodiscard]] std::string Quote(std::string_view aName) const { return SQLIdentifier(aName); }
     [[nodiscard]] std::string Terminator() const { return ";"; }
 
     // The DDL of the engine.
@@ -465,6 +482,11 @@ public:
     [[nodiscard]] virtual std::string CatalogueGeometryType(int aSRID) const = 0;
     [[nodiscard]] virtual std::string DatabaseName() const = 0;
     [[nodiscard]] virtual bool IndexExists(const TscTable& aTable, const TscIndex& aIndex) = 0;
+
+    // The coordinate systems' support flags, in a table of their own.
+    void WriteSupportFlags(TscCoordSystems& aSystems);
+    void ReadSupportFlags(TscCoordSystems& aSystems);
+    static constexpr const char* kSupportTable = "CoordSystemsSupport";
 
     // The generated names of a table's constraints and indices: short and unique.
     [[nodiscard]] static std::string IndexName(const TscIndex& aIndex);
