@@ -241,7 +241,9 @@ int TscPostgreSQLProvider::GetProviderFeatures() const {
     auto* self = const_cast<TscPostgreSQLProvider*>(this);
     TscDataManager& manager = self->DataManager();
     if (!manager.Connected()) return 0;
-    return manager.Query("SELECT 1 FROM pg_extension WHERE extname = 'postgis'")->RecordCount() > 0 ? kProviderFeatureSpatial : 0;
+    if (!fFeatures)
+        fFeatures = manager.Query("SELECT 1 FROM pg_extension WHERE extname = 'postgis'")->RecordCount() > 0 ? kProviderFeatureSpatial : 0;
+    return *fFeatures;
 }
 
 std::vector<std::string> TscPostgreSQLProvider::GetDatabaseList() {
@@ -267,6 +269,8 @@ void TscPostgreSQLProvider::CreateDatabase() {
                                  e.what());
     }
 }
+
+void TscPostgreSQLProvider::AfterGenerate() { fFeatures.reset(); }
 
 void TscPostgreSQLProvider::DropDatabase() {
     DisConnect();
@@ -316,12 +320,6 @@ std::vector<std::string> TscPostgreSQLProvider::ReferenceSystemSQL(int aSRID, co
     return {"INSERT INTO spatial_ref_sys (srid, auth_name, auth_srid, srtext, proj4text) VALUES (" + std::to_string(aSRID) +
             ", 'tmMiniImport', " + std::to_string(aSRID) + ", " + SQLQuoted(aWKT) + ", " + SQLQuoted(aProj4) +
             ") ON CONFLICT (srid) DO NOTHING"};
-}
-
-bool TscPostgreSQLProvider::ReferenceSystemExists(int aSRID) {
-    TscDataManager& manager = DataManager();
-    return manager.TableExist("", "spatial_ref_sys") &&
-           manager.Query("SELECT 1 FROM spatial_ref_sys WHERE srid = " + std::to_string(aSRID))->RecordCount() > 0;
 }
 
 std::string TscPostgreSQLProvider::GeometryColumnInlineSQL(const TscField& aField, int aSRID) const {

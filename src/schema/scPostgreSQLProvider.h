@@ -41,7 +41,14 @@ public:
     [[nodiscard]] std::string GetProviderName() const override { return "scPostgreSQLProvider"; }
     [[nodiscard]] std::string GetVisibleProviderName() const override { return "PostgreSQL (PostGIS)"; }
     [[nodiscard]] TscDBMSType GetDBMSType() const override { return dbPostgreSQL; }
+    // Spatial when PostGIS is in the database; asked once per connection, and again after a
+    // generate (which adds it).
     [[nodiscard]] int GetProviderFeatures() const override;
+    void AfterGenerate() override;
+    void Open() override {
+        fFeatures.reset();
+        TscDBCustomProvider::Open();
+    }
     [[nodiscard]] std::string DatabaseName() const override { return Trim(GetConnectParametr("Database")); }
     [[nodiscard]] std::vector<std::string> GetDatabaseList() override;
 
@@ -54,7 +61,6 @@ public:
     [[nodiscard]] std::vector<std::string> SpatialPreambleSQL() const override { return {"CREATE EXTENSION IF NOT EXISTS postgis"}; }
     [[nodiscard]] std::vector<std::string> ReferenceSystemSQL(int aSRID, const std::string& aWKT,
                                                               const std::string& aProj4) const override;
-    [[nodiscard]] bool ReferenceSystemExists(int aSRID) override;
     [[nodiscard]] std::string GeometryColumnInlineSQL(const TscField& aField, int aSRID) const override;
     [[nodiscard]] std::vector<std::string> GeometryColumnAfterSQL(const TscTable&, const TscField&, int) const override { return {}; }
     [[nodiscard]] std::vector<std::string> SpatialIndexSQL(const TscTable& aTable, const TscField& aField,
@@ -73,6 +79,7 @@ protected:
     }
 
 private:
+    mutable std::optional<int> fFeatures;
     // Runs statements in the server's maintenance database.
     void Maintenance(const std::vector<std::string>& aStatements);
 };

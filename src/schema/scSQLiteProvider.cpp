@@ -93,7 +93,8 @@ void TscSQLiteDataManager::DoExecute(const std::string& aSQL, const std::vector<
     const bool cached = fStatements.count(aSQL) != 0;
     if (!cached) {
         if (sqlite3_prepare_v2(fDB, aSQL.c_str(), static_cast<int>(aSQL.size()), &probe, &tail) != SQLITE_OK) Raise("SQLite");
-        const bool batch = tail && Trim(tail).find_first_not_of(';') != std::string::npos && !Trim(tail).empty();
+        const std::string rest = tail ? Trim(tail) : std::string();
+        const bool batch = rest.find_first_not_of(';') != std::string::npos;
         if (batch) {
             sqlite3_finalize(probe);
             char* error = nullptr;
@@ -275,12 +276,6 @@ std::vector<std::string> TscSQLiteProvider::ReferenceSystemSQL(int aSRID, const 
     return {"INSERT OR IGNORE INTO spatial_ref_sys (srid, auth_name, auth_srid, ref_sys_name, proj4text, srtext) VALUES (" +
             std::to_string(aSRID) + ", 'tmMiniImport', " + std::to_string(aSRID) + ", " + SQLQuoted("SRID " + std::to_string(aSRID)) +
             ", " + SQLQuoted(aProj4) + ", " + SQLQuoted(aWKT) + ")"};
-}
-
-bool TscSQLiteProvider::ReferenceSystemExists(int aSRID) {
-    TscDataManager& manager = DataManager();
-    return manager.TableExist("", "spatial_ref_sys") &&
-           manager.Query("SELECT 1 FROM spatial_ref_sys WHERE srid = " + std::to_string(aSRID))->RecordCount() > 0;
 }
 
 std::vector<std::string> TscSQLiteProvider::GeometryColumnAfterSQL(const TscTable& aTable, const TscField& aField, int aSRID) const {

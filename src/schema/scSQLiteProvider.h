@@ -59,7 +59,6 @@ public:
     [[nodiscard]] std::vector<std::string> SpatialPreambleSQL() const override;
     [[nodiscard]] std::vector<std::string> ReferenceSystemSQL(int aSRID, const std::string& aWKT,
                                                               const std::string& aProj4) const override;
-    [[nodiscard]] bool ReferenceSystemExists(int aSRID) override;
     [[nodiscard]] std::string GeometryColumnInlineSQL(const TscField&, int) const override { return {}; }
     [[nodiscard]] std::vector<std::string> GeometryColumnAfterSQL(const TscTable& aTable, const TscField& aField,
                                                                   int aSRID) const override;

@@ -849,11 +849,7 @@ void TscCustomSchema::Save(TscCustomProvider& aProvider, bool aClearModify) {
     fDebug.Print(Fmt("Подготовка к сохранению %d", Num(static_cast<int64_t>(fModifiedObjects.size()))));
     if (!aProvider.Active()) throw EscSchemaException("Провайдер схемы не активен: " + aProvider.GetFullDescription());
     const std::vector<std::string> errors = CheckAll();
-    if (!errors.empty()) {
-        std::string text = "Проверьте ошибки схемы перед сохранением.\n";
-        for (size_t i = 0; i < errors.size(); ++i) text += (i ? "\n" : "") + errors[i];
-        throw EscCheckSaveException(text);
-    }
+    if (!errors.empty()) RaiseCheckErrors(errors);
     const TscSchemaState before = fState;
     SetState(ssSave);
     try {
@@ -977,6 +973,12 @@ TcsVariant PropertyValueFromText(const TcsPropertyInfo& aProperty, const std::st
     default:
         return TcsVariant(aText);
     }
+}
+
+void RaiseCheckErrors(const std::vector<std::string>& aErrors) {
+    std::string text = "Проверьте ошибки схемы перед сохранением.\n";
+    for (size_t i = 0; i < aErrors.size(); ++i) text += (i ? "\n" : "") + aErrors[i];
+    throw EscCheckSaveException(text);
 }
 
 std::string MaskPassword(const std::string& aConnectionString) {

@@ -540,6 +540,8 @@ TscProviderManager& ProviderManager();
 // "True"/"1", a variant as an integer when the whole text is one; an unreadable text gives
 // the zero of its kind.
 TcsVariant PropertyValueFromText(const TcsPropertyInfo& aProperty, const std::string& aText);
+// Raises EscCheckSaveException with every check line under the save's heading.
+[[noreturn]] void RaiseCheckErrors(const std::vector<std::string>& aErrors);
 // A connection string with the value of "Password" replaced by "***".
 std::string MaskPassword(const std::string& aConnectionString);
 

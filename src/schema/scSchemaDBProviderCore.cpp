@@ -1029,6 +1029,12 @@ void TscDBCustomProvider::Commit() {
     CloseCache();
 }
 
+bool TscDBCustomProvider::ReferenceSystemExists(int aSRID) {
+    TscDataManager& manager = DataManager();
+    return manager.TableExist("", "spatial_ref_sys") &&
+           manager.Query("SELECT 1 FROM spatial_ref_sys WHERE srid = " + std::to_string(aSRID))->RecordCount() > 0;
+}
+
 std::string TscDBCustomProvider::IndexName(const TscIndex& aIndex) {
     static const char* prefixes[] = {"pk_", "ix_", "uq_", "sx_"};
     return prefixes[std::clamp(static_cast<int>(aIndex.IndexType()), 0, 3)] + aIndex.TableID().AsString() + "_" + aIndex.KeyText();
@@ -1195,11 +1201,7 @@ void TscDBCustomProvider::Generate(TscCustomSchema& aSchema, TscSQLSession* aSes
         checkName(*table, table->BaseName());
         for (TscObject* f : table->Fields().Objects()) checkName(*f, static_cast<TscField*>(f)->BaseName());
     }
-    if (!errors.empty()) {
-        std::string text = "Проверьте ошибки схемы перед сохранением.\n";
-        for (size_t i = 0; i < errors.size(); ++i) text += (i ? "\n" : "") + errors[i];
-        throw EscCheckSaveException(text);
-    }
+    if (!errors.empty()) RaiseCheckErrors(errors);
     GenerateParamToSchema(aParametrs);
     aSchema.Debug().Print("Режим работы - " + std::string(OnlySQL() ? "OnlySQL" : "RealMode"));
     bool created = false;

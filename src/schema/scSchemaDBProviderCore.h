@@ -469,7 +469,8 @@ public:
     // Statements that make a reference system known to the engine.
     [[nodiscard]] virtual std::vector<std::string> ReferenceSystemSQL(int aSRID, const std::string& aWKT,
                                                                       const std::string& aProj4) const = 0;
-    [[nodiscard]] virtual bool ReferenceSystemExists(int aSRID) = 0;
+    // Whether the engine's reference-system table ("spatial_ref_sys" in both engines) holds the SRID.
+    [[nodiscard]] bool ReferenceSystemExists(int aSRID);
     // The statements of a geometry column: inline (a column definition) or after the table.
     [[nodiscard]] virtual std::string GeometryColumnInlineSQL(const TscField& aField, int aSRID) const = 0;
     [[nodiscard]] virtual std::vector<std::string> GeometryColumnAfterSQL(const TscTable& aTable, const TscField& aField,
