@@ -76,46 +76,9 @@ bool Load(TscSchema& aSchema, const std::string& aFile) {
 
 // A database provider from a URL; nullptr (with the reason on stderr) when it is not one.
 std::unique_ptr<TscDBCustomProvider> ProviderOf(TscSchema& aSchema, const std::string& aURL) {
-    if (aURL.rfind("sqlite:", 0) == 0) {
-        auto p = std::make_unique<TscSQLiteProvider>(&aSchema);
-        p->SetConnectionString("FileName=" + aURL.substr(7));
-        return p;
-    }
-    for (const char* scheme : {"postgresql://", "postgres://"}) {
-        if (aURL.rfind(scheme, 0) != 0) continue;
-        std::string rest = aURL.substr(std::string(scheme).size());
-        std::string user, password, host, port, database, query;
-        if (const size_t q = rest.find('?'); q != std::string::npos) {
-            query = rest.substr(q + 1);
-            rest = rest.substr(0, q);
-        }
-        if (const size_t at = rest.rfind('@'); at != std::string::npos) {
-            user = rest.substr(0, at);
-            rest = rest.substr(at + 1);
-            if (const size_t colon = user.find(':'); colon != std::string::npos) {
-                password = user.substr(colon + 1);
-                user = user.substr(0, colon);
-            }
-        }
-        if (const size_t slash = rest.find('/'); slash != std::string::npos) {
-            database = rest.substr(slash + 1);
-            rest = rest.substr(0, slash);
-        }
-        if (const size_t colon = rest.rfind(':'); colon != std::string::npos) {
-            port = rest.substr(colon + 1);
-            rest = rest.substr(0, colon);
-        }
-        host = rest;
-        for (const std::string& part : Split(query, '&'))
-            if (part.rfind("host=", 0) == 0) host = part.substr(5);
-        auto p = std::make_unique<TscPostgreSQLProvider>(&aSchema);
-        std::string text = "Server=" + host + ";Port=" + port + ";Database=" + database + ";User_Name=" + user;
-        if (!password.empty()) text += ";Password=" + password;
-        p->SetConnectionString(text);
-        return p;
-    }
-    std::cerr << "tmschema: не адрес базы данных: " << aURL << " (sqlite:PATH или postgresql://...)\n";
-    return nullptr;
+    auto provider = CreateDBProviderByURL(&aSchema, aURL);
+    if (!provider) std::cerr << "tmschema: не адрес базы данных: " << aURL << " (sqlite:PATH или postgresql://...)\n";
+    return provider;
 }
 
 // The value after a flag, or empty.
@@ -174,18 +137,7 @@ int DatabaseCommand(const std::string& aCommand, int argc, char** argv) {
         }
         provider = ProviderOf(schema, FlagValue(argc, argv, "--db"));
         if (!provider) return 3;
-        bool create = false;
-        if (auto* sqlite = dynamic_cast<TscSQLiteProvider*>(provider.get())) {
-            std::error_code ec;
-            create = !std::filesystem::exists(sqlite->FileName(), ec);
-        } else {
-            try {
-                provider->Open();
-            } catch (const std::exception& e) {
-                if (std::string(e.what()).find("does not exist") == std::string::npos) throw;
-                create = true;
-            }
-        }
+        const bool create = !DatabaseExists(*provider);
         provider->Generate(schema, nullptr, {}, create);
         std::cout << "tmschema: " << provider->GetFullDescription() << (create ? " создана" : " обновлена") << "\n";
         return 0;

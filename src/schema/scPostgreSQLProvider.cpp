@@ -1,5 +1,7 @@
 #include "scPostgreSQLProvider.h"
 
+#include <filesystem>
+
 #include <libpq-fe.h>
 
 namespace tmi {
@@ -364,6 +366,62 @@ void RegisterDBProviders() {
 
 namespace {
 const bool kRegistered = (RegisterDBProviders(), true);
+}
+
+std::unique_ptr<TscDBCustomProvider> CreateDBProviderByURL(TscCustomSchema* aSchema, const std::string& aURL) {
+    if (aURL.rfind("sqlite:", 0) == 0) {
+        auto p = std::make_unique<TscSQLiteProvider>(aSchema);
+        p->SetConnectionString("FileName=" + aURL.substr(7));
+        return p;
+    }
+    for (const std::string scheme : {"postgresql://", "postgres://"}) {
+        if (aURL.rfind(scheme, 0) != 0) continue;
+        std::string rest = aURL.substr(scheme.size());
+        std::string user, password, host, port, database, query;
+        if (const size_t q = rest.find('?'); q != std::string::npos) {
+            query = rest.substr(q + 1);
+            rest = rest.substr(0, q);
+        }
+        if (const size_t at = rest.rfind('@'); at != std::string::npos) {
+            user = rest.substr(0, at);
+            rest = rest.substr(at + 1);
+            if (const size_t colon = user.find(':'); colon != std::string::npos) {
+                password = user.substr(colon + 1);
+                user = user.substr(0, colon);
+            }
+        }
+        if (const size_t slash = rest.find('/'); slash != std::string::npos) {
+            database = rest.substr(slash + 1);
+            rest = rest.substr(0, slash);
+        }
+        if (const size_t colon = rest.rfind(':'); colon != std::string::npos) {
+            port = rest.substr(colon + 1);
+            rest = rest.substr(0, colon);
+        }
+        host = rest;
+        for (const std::string& part : Split(query, '&'))
+            if (part.rfind("host=", 0) == 0) host = part.substr(5);
+        auto p = std::make_unique<TscPostgreSQLProvider>(aSchema);
+        std::string text = "Server=" + host + ";Port=" + port + ";Database=" + database + ";User_Name=" + user;
+        if (!password.empty()) text += ";Password=" + password;
+        p->SetConnectionString(text);
+        return p;
+    }
+    return nullptr;
+}
+
+bool DatabaseExists(TscDBCustomProvider& aProvider) {
+    if (auto* sqlite = dynamic_cast<TscSQLiteProvider*>(&aProvider)) {
+        std::error_code ec;
+        return std::filesystem::exists(sqlite->FileName(), ec);
+    }
+    try {
+        aProvider.Open();
+    } catch (const std::exception& e) {
+        if (std::string(e.what()).find("does not exist") == std::string::npos) throw;
+        return false;
+    }
+    return true;
 }
 
 }  // namespace tmi

@@ -87,4 +87,13 @@ private:
 // Registers both database providers with the provider manager (once).
 void RegisterDBProviders();
 
+// A database provider from a URL: "sqlite:PATH", or
+// "postgresql://[USER[:PASSWORD]@][HOST][:PORT]/DATABASE[?host=SOCKETDIR]"; nullptr when the
+// text is neither.
+std::unique_ptr<TscDBCustomProvider> CreateDBProviderByURL(TscCustomSchema* aSchema, const std::string& aURL);
+// Whether the database a provider names is there: the SQLite file, or a PostgreSQL database
+// that accepts the connection (which stays open). Raises for any failure other than a
+// missing database.
+bool DatabaseExists(TscDBCustomProvider& aProvider);
+
 }  // namespace tmi

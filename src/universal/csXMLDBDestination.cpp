@@ -1,0 +1,373 @@
+#include "csXMLDBDestination.h"
+
+#include <algorithm>
+
+#include "scPostgreSQLProvider.h"
+#include "scSQLiteProvider.h"
+#include "utf8.h"
+
+namespace tmi {
+
+TCS_PROPERTIES(TcsXMLDBDestination, TcsXMLProcessDestination)
+
+namespace {
+
+std::string PropertyOf(TscTable& aTable, std::string_view aName) {
+    if (!aTable.HasExtendedProperties()) return {};
+    for (TscObject* o : aTable.ExtendedProperties().Objects()) {
+        auto* p = static_cast<TscExtendedProperty*>(o);
+        if (SameText(p->BaseName(), aName)) return p->Value().AsString();
+    }
+    return {};
+}
+
+// The first aChars characters of a UTF-8 text.
+std::string CutChars(const std::string& aText, int64_t aChars) {
+    if (aChars <= 0 || static_cast<int64_t>(aText.size()) <= aChars) return aText;
+    size_t at = 0;
+    for (int64_t n = 0; n < aChars && at < aText.size(); ++n) {
+        const auto c = static_cast<unsigned char>(aText[at]);
+        at += c < 0x80 ? 1 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : 4;
+    }
+    return aText.substr(0, std::min(at, aText.size()));
+}
+
+}  // namespace
+
+TcsXMLDBDestination::TcsXMLDBDestination(TcsComponent* aOwner) : TcsXMLProcessDestination(aOwner) {}
+
+TcsXMLDBDestination::~TcsXMLDBDestination() {
+    try {
+        Clear();
+    } catch (...) {
+    }
+}
+
+void TcsXMLDBDestination::MapTables(TscSchema& aSchema) {
+    fTables.clear();
+    fValueTable = nullptr;
+    for (TscObject* o : aSchema.Tables().Objects()) {
+        auto* table = static_cast<TscTable*>(o);
+        const std::string part = PropertyOf(*table, "PartType");
+        if (part.empty()) continue;
+        TTableMap m;
+        m.Name = table->BaseName();
+        m.AnyPart = part == "*";
+        m.ValueTable = SameText(part, "values");
+        if (!m.AnyPart && !m.ValueTable) {
+            int64_t n = 0;
+            if (!TryStrToInt(part, n)) throw Exception("Таблица " + m.Name + ": PartType не число: " + part);
+            m.PartType = static_cast<int>(n);
+        }
+        for (TscObject* fo : table->Fields().Objects()) {
+            auto* field = static_cast<TscField*>(fo);
+            TFieldMap f;
+            f.Column = field->BaseName();
+            f.Type = field->DataType();
+            f.Length = field->Length();
+            const std::string formula = field->Formula();
+            if (f.Type == fdGraphic) {
+                f.Source = TSource::Geometry;
+                m.SRID = fProvider ? fProvider->SRIDOf(aSchema, *table, *field) : 0;
+            } else if (SameText(f.Column, "ID")) f.Source = TSource::Key;
+            else if (SameText(f.Column, "PARENT_ID")) f.Source = TSource::Parent;
+            else if (SameText(f.Column, "XML_ID")) f.Source = TSource::XmlID;
+            else if (SameText(f.Column, "QUARTALS_ID")) f.Source = TSource::QuartalsID;
+            else if (m.ValueTable && SameText(f.Column, "ITEM_ID")) f.Source = TSource::ItemID;
+            else if (m.ValueTable && SameText(f.Column, "ITEM_TABLE")) f.Source = TSource::ItemTable;
+            else if (m.ValueTable && SameText(f.Column, "SOURCE")) f.Source = TSource::ValueSource;
+            else if (m.ValueTable && SameText(f.Column, "VALUE")) f.Source = TSource::Value;
+            else if (m.ValueTable && SameText(f.Column, "DATA_TYPE")) f.Source = TSource::DataType;
+            else if (formula.empty()) continue;  // a column nothing fills
+            else if (formula == "$PART") f.Source = TSource::Part;
+            else if (formula[0] == '#') {
+                int64_t slot = 0;
+                if (!TryStrToInt(std::string_view(formula).substr(1), slot) || slot < 0)
+                    throw Exception("Поле " + m.Name + "." + f.Column + ": неверный номер значения: " + formula);
+                f.Source = TSource::Slot;
+                f.Slot = static_cast<int>(slot);
+            } else {
+                f.Source = TSource::Path;
+                f.Path = formula;
+            }
+            m.Fields.push_back(std::move(f));
+        }
+        if (std::none_of(m.Fields.begin(), m.Fields.end(), [](const TFieldMap& f) { return f.Source == TSource::Key; }))
+            throw Exception("Таблица " + m.Name + ": нет поля ID");
+        std::string columns, values, sets;
+        int n = 0;
+        const TFieldMap* key = nullptr;
+        for (const TFieldMap& f : m.Fields) {
+            const std::string param = ":p" + std::to_string(++n);
+            const std::string value = f.Source == TSource::Geometry ? "ST_GeomFromText(" + param + ", " + std::to_string(m.SRID) + ")" : param;
+            columns += (columns.empty() ? "" : ", ") + SQLIdentifier(f.Column);
+            values += (values.empty() ? "" : ", ") + value;
+            if (f.Source == TSource::Key) {
+                key = &f;
+                continue;
+            }
+            sets += (sets.empty() ? "" : ", ") + SQLIdentifier(f.Column) + " = " + value;
+        }
+        m.InsertSQL = "INSERT INTO " + SQLIdentifier(m.Name) + " (" + columns + ") VALUES (" + values + ")";
+        // The key's parameter keeps its number in the update, so one parameter list serves both.
+        const int keyParam = static_cast<int>(key - m.Fields.data()) + 1;
+        m.UpdateSQL = sets.empty() ? std::string()
+                                   : "UPDATE " + SQLIdentifier(m.Name) + " SET " + sets + " WHERE " + SQLIdentifier("ID") +
+                                         " = :p" + std::to_string(keyParam);
+        fTables.push_back(std::move(m));
+    }
+    for (TTableMap& t : fTables)
+        if (t.ValueTable) fValueTable = &t;
+}
+
+void TcsXMLDBDestination::InitDestination() {
+    Clear();
+    if (!FManager) throw Exception("Назначение без менеджера конвертации");
+    fSchema = &FManager->Schema();
+    const std::string& target = Config().FileName;
+    if (target.empty()) throw Exception("Не задана база данных");
+    fProvider = CreateDBProviderByURL(fSchema, target);
+    if (!fProvider) fProvider = CreateDBProviderByURL(fSchema, "sqlite:" + target);
+    MapTables(*fSchema);
+    if (fTables.empty()) throw Exception("В схеме нет таблиц с PartType");
+    const bool exists = DatabaseExists(*fProvider);
+    bool complete = exists;
+    if (exists) {
+        fProvider->Open();
+        for (const TTableMap& t : fTables)
+            if (!fProvider->DataManager().TableExist("", t.Name)) complete = false;
+    }
+    if (!complete) {
+        fProvider->Generate(*fSchema, nullptr, {}, !exists);
+        fCreated = !exists;
+    }
+    if (!fProvider->DataManager().Connected()) fProvider->Open();
+    // Geometry columns learn their reference system from the schema once the provider knows it.
+    MapTables(*fSchema);
+    ReadNextKeys();
+}
+
+void TcsXMLDBDestination::ReadNextKeys() {
+    for (TTableMap& t : fTables) {
+        const TcsVariant max = fProvider->DataManager().GetSQLResult(
+            "SELECT MAX(" + SQLIdentifier("ID") + ") AS M FROM " + SQLIdentifier(t.Name), "M", false);
+        t.NextKey = max.IsEmpty() ? 1 : max.AsInteger() + 1;
+        t.Rows = 0;
+        t.Found.clear();
+    }
+    fUnplaced = 0;
+}
+
+void TcsXMLDBDestination::BeginTransaction() {
+    if (!fProvider || fInTransaction) return;
+    fProvider->DataManager().BeginTrans();
+    fInTransaction = true;
+}
+
+void TcsXMLDBDestination::RollbackTransaction() {
+    if (!fProvider || !fInTransaction) return;
+    fInTransaction = false;
+    fProvider->DataManager().RollbackTrans();
+}
+
+void TcsXMLDBDestination::CommitTransaction() {
+    if (!fProvider || !fInTransaction) return;
+    fInTransaction = false;
+    fProvider->DataManager().CommitTrans();
+}
+
+TcsXMLDBDestination::TTableMap* TcsXMLDBDestination::TableFor(int aPartType, const std::string& aPartText) {
+    (void)aPartText;
+    TTableMap* any = nullptr;
+    for (TTableMap& t : fTables) {
+        if (t.ValueTable) continue;
+        if (!t.AnyPart && aPartType >= 0 && t.PartType == aPartType) return &t;
+        if (t.AnyPart && !any) any = &t;
+    }
+    return any;
+}
+
+void TcsXMLDBDestination::GetKey(int aPartType, const std::string& aPartText, TcsVariant& aValue) {
+    TTableMap* t = TableFor(aPartType, aPartText);
+    if (!t) {
+        TcsXMLProcessDestination::GetKey(aPartType, aPartText, aValue);
+        return;
+    }
+    aValue = TcsVariant(t->NextKey++);
+}
+
+bool TcsXMLDBDestination::FindSession(TcsXMLProcessSessionItem& aItem, std::string_view aPath, TcsVariant& aKey) {
+    (void)aPath;
+    TTableMap* t = TableFor(aItem.ItemPartType(), aItem.PartTypeString());
+    if (!t || !fProvider) return false;
+    // The row whose first value column holds the item's value of it.
+    for (const TFieldMap& f : t->Fields) {
+        if (f.Source != TSource::Slot && f.Source != TSource::Path) continue;
+        const TcsXMLProcessSessionItemValue* v =
+            f.Source == TSource::Slot ? (aItem.Values().HasValue(f.Slot) ? aItem.Values().GetValueItem(aItem.Values().ValueIndexInPart(f.Slot)) : nullptr)
+                                      : aItem.Values().GetValueSourceItem(f.Path);
+        if (!v) return false;
+        const auto rows = fProvider->DataManager().Query("SELECT " + SQLIdentifier("ID") + " FROM " + SQLIdentifier(t->Name) +
+                                                             " WHERE " + SQLIdentifier(f.Column) + " = :p1",
+                                                         {Param(f, "p1", v->Value)});
+        if (rows->RecordCount() == 0) return false;
+        aKey = rows->Value(0, "ID");
+        t->Found.insert(aKey.AsInteger());
+        return true;
+    }
+    return false;
+}
+
+TscDBParam TcsXMLDBDestination::Param(const TFieldMap& aField, const std::string& aName, const TcsVariant& aValue) const {
+    TscDBParam p;
+    p.Name = aName;
+    if (aValue.IsEmpty()) return p;
+    const std::string text = aValue.AsString();
+    switch (aField.Type) {
+    case fdInteger:
+    case fdInt64:
+    case fdBit: {
+        int64_t n = 0;
+        if (TryStrToInt(Trim(text), n)) p.Value = std::to_string(n);
+        break;
+    }
+    case fdFloat:
+    case fdDecimal:
+    case fdMoney: {
+        double d = 0;
+        if (TryStrToFloat(Trim(text), d)) {
+            p.Value = FloatToStr(d);
+            p.IsFloat = true;
+        }
+        break;
+    }
+    case fdString:
+    case fdChar: p.Value = CutChars(text, aField.Length); break;
+    default: p.Value = text; break;
+    }
+    return p;
+}
+
+bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
+    if (!fProvider) return false;
+    TTableMap* t = TableFor(aItem.ItemPartType(), aItem.PartTypeString());
+    if (!t) {
+        ++fUnplaced;
+        return true;
+    }
+    const TcsVariant key = aItem.GetKey();
+    TscProviderCommand command;
+    int n = 0;
+    for (const TFieldMap& f : t->Fields) {
+        const std::string name = "p" + std::to_string(++n);
+        TcsVariant value;
+        switch (f.Source) {
+        case TSource::Key: value = key; break;
+        case TSource::Parent: value = aItem.ParentKey(); break;
+        case TSource::XmlID:
+            if (const auto* v = aItem.Values().GetValueSourceItem("XML_ID")) value = v->Value;
+            else if (FManager && FManager->ExternalFileInfo().StorageID != 0)
+                value = TcsVariant(FManager->ExternalFileInfo().StorageID);
+            break;
+        case TSource::QuartalsID:
+            if (const auto* v = aItem.Values().GetValueSourceItem("QUARTALS_ID")) value = v->Value;
+            break;
+        case TSource::Geometry:
+            if (aItem.HasGeometry() && aItem.Geometry().Count() > 0) value = aItem.Geometry().GetWKT(false);
+            break;
+        case TSource::Slot:
+            value = aItem.Values().GetValue(f.Slot);
+            break;
+        case TSource::Path:
+            if (const auto* v = aItem.Values().GetValueSourceItem(f.Path)) value = v->Value;
+            break;
+        case TSource::Part: value = aItem.PartTypeString(); break;
+        default: break;
+        }
+        TscDBParam p = f.Source == TSource::Geometry ? TscDBParam{name, value.IsEmpty() ? std::nullopt : std::optional<std::string>(value.AsString())}
+                                                    : Param(f, name, value);
+        command.Parameters.push_back(std::move(p));
+    }
+    const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL.empty();
+    command.CommandText = update ? t->UpdateSQL : t->InsertSQL;
+    fProvider->DataManager().Execute(command);
+    ++t->Rows;
+    WriteValues(*t, aItem, key);
+    return true;
+}
+
+void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSessionItem& aItem, const TcsVariant& aKey) {
+    if (!fValueTable) return;
+    // The values no column of the item's table took.
+    std::vector<char> taken(static_cast<size_t>(aItem.Values().ValueCount()), 0);
+    for (const TFieldMap& f : aTable.Fields) {
+        int i = -1;
+        if (f.Source == TSource::Slot) i = aItem.Values().ValueIndexInPart(f.Slot);
+        else if (f.Source == TSource::Path) i = aItem.Values().ValueIndexInPartBySource(f.Path);
+        if (i >= 0) taken[static_cast<size_t>(i)] = 1;
+    }
+    for (int i = 0; i < aItem.Values().ValueCount(); ++i) {
+        const TcsXMLProcessSessionItemValue& v = *aItem.Values().GetValueItem(i);
+        if (taken[static_cast<size_t>(i)] || v.DataType == kValueKey || !v.ValueSetted) continue;
+        if (v.Source == "XML_ID" || v.Source == "QUARTALS_ID") continue;
+        TscProviderCommand command;
+        command.CommandText = fValueTable->InsertSQL;
+        int n = 0;
+        for (const TFieldMap& f : fValueTable->Fields) {
+            const std::string name = "p" + std::to_string(++n);
+            TcsVariant value;
+            switch (f.Source) {
+            case TSource::Key: value = TcsVariant(fValueTable->NextKey++); break;
+            case TSource::ItemID: value = aKey; break;
+            case TSource::ItemTable: value = aTable.Name; break;
+            case TSource::ValueSource: value = v.Source.empty() ? "#" + std::to_string(v.PartType) : v.Source; break;
+            case TSource::Value: value = v.Value; break;
+            case TSource::DataType: value = TcsVariant(static_cast<int64_t>(v.DataType)); break;
+            default: break;
+            }
+            command.Parameters.push_back(Param(f, name, value));
+        }
+        fProvider->DataManager().Execute(command);
+        ++fValueTable->Rows;
+    }
+}
+
+void TcsXMLDBDestination::Complite() {
+    if (!fProvider) return;
+    if (FManager && FManager->Finished) {
+        CommitTransaction();
+        return;
+    }
+    RollbackTransaction();
+    for (TTableMap& t : fTables) t.Rows = 0;
+    if (fCreated) {
+        fProvider->DisConnect();
+        fProvider->DropDatabase();
+        fCreated = false;
+    }
+}
+
+void TcsXMLDBDestination::Clear() {
+    if (fProvider) {
+        if (fInTransaction) RollbackTransaction();
+        fProvider->DisConnect();
+    }
+    fProvider.reset();
+    fCreated = false;
+    fInTransaction = false;
+}
+
+std::vector<std::pair<std::string, int64_t>> TcsXMLDBDestination::RowCounts() const {
+    std::vector<std::pair<std::string, int64_t>> counts;
+    for (const TTableMap& t : fTables) counts.emplace_back(t.Name, t.Rows);
+    return counts;
+}
+
+std::string TcsXMLDBDestination::GetLastProcessInformation() const {
+    std::string text;
+    for (const auto& [name, rows] : RowCounts()) text += name + ": " + std::to_string(rows) + "\n";
+    if (fUnplaced > 0) text += "без таблицы: " + std::to_string(fUnplaced) + "\n";
+    return text;
+}
+
+}  // namespace tmi
