@@ -273,7 +273,8 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
             if (const auto* v = aItem.Values().GetValueSourceItem("QUARTALS_ID")) value = v->Value;
             break;
         case TSource::Geometry:
-            if (aItem.HasGeometry() && aItem.Geometry().Count() > 0) value = aItem.Geometry().GetWKT(false);
+            if (aItem.HasGeometry())
+                if (std::string wkt = aItem.Geometry().GetWKT(false); !wkt.empty()) value = std::move(wkt);
             break;
         case TSource::Slot:
             value = aItem.Values().GetValue(f.Slot);
