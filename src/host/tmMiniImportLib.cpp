@@ -23,6 +23,7 @@
 #include "csDLLHeader.h"
 #include "csIniFile.h"
 #include "csPaths.h"
+#include "csUniversalRegistration.h"
 
 using namespace tmi;
 
@@ -355,6 +356,8 @@ PyModuleDef kBareModule = {PyModuleDef_HEAD_INIT, "tmMiniImportLib", nullptr, -1
 
 extern "C" __attribute__((visibility("default"))) PyObject* PyInit_tmMiniImportLib() {
     try {
+        // The conversion's process and destination classes, for callers of the module's library.
+        RegisterUniversalClasses();
         return PyModule_Create(&kModule);
     } catch (...) {
         PyErr_SetString(PyExc_ImportError, "tmMiniImportLib: the module could not be created");
@@ -368,6 +371,7 @@ extern "C" __attribute__((visibility("default"))) PyObject* PyInit_tmMiniImportL
 extern "C" __attribute__((visibility("default"))) void inittmMiniImportLib() {
     try {
         Bitness() = 32;
+        RegisterUniversalClasses();
         static PyObject* module = PyModule_Create(&kBareModule);  // held for the life of the process
         if (!module) return;
         if (busy || (!QCoreApplication::instance() && !HaveDisplay())) return;
