@@ -9,7 +9,7 @@ using namespace xml;
 namespace {
 
 // The reused document is emptied whole once it holds more than this.
-constexpr size_t kShrinkAbove = 4u << 20;
+constexpr size_t kShrinkAbove = 1u << 20;
 
 bool BlankText(std::string_view aText) {
     for (const char c : aText)
