@@ -216,6 +216,26 @@ void TcsConvertManager::EndProcess() {
     DoStatusProcedure(skClose, 0);
 }
 
+TcsCoordSystem* TcsConvertManager::FindCoordSystem(std::string_view aName) const {
+    return CoordSysLinks ? CoordSysLinks->GetCoordsysByName(aName) : nullptr;
+}
+
+TcsCoordSystem* TcsConvertManager::FindCoordSystem(TcsGeometry* aGeometry, TcsGeometryBounds* aBounds, xml::PXMLNode aNode) {
+    return CoordSysLinks ? CoordSysLinks->FindXmlInfoCoordSystem(aGeometry, aBounds, aNode, &FXMLFileAnalizer.XMLInfo()) : nullptr;
+}
+
+TcsCoordSystem* TcsConvertManager::UpdateXmlInfoCoordSystem(TcsGeometry* aGeometry, TcsGeometryBounds* aBounds, xml::PXMLNode aNode) {
+    return CoordSysLinks ? CoordSysLinks->UpdateXmlInfoCoordSystem(aGeometry, aBounds, aNode, &FXMLFileAnalizer.XMLInfo()) : nullptr;
+}
+
+TcsCoordSystem* TcsConvertManager::UpdateXmlInfoCoordSystem(const std::string& aName, const TcsGeometryBounds* aBounds) {
+    TcsCoordSystem* system = FindCoordSystem(aName);
+    TcsXMLCoordSystemsInfo& info = *FXMLFileAnalizer.XMLInfo().CoordSystemsInfo();
+    if (system) info.AddCoordSystemID(system->ID(), aBounds);
+    else info.AddUnknown(aName, aBounds);
+    return system;
+}
+
 void TcsConvertManager::PrintReport() {
     if (FOnPrintReport) FOnPrintReport(*this);
 }

@@ -19,11 +19,6 @@ TCS_PROPERTIES(TcsXMLExternalFileInfo, TcsInfoLowData,
                Field("RequestNum", &TcsXMLExternalFileInfo::RequestNum),
                Field("RequestDate", &TcsXMLExternalFileInfo::RequestDate),
                Field("Description", &TcsXMLExternalFileInfo::Description))
-TCS_PROPERTIES(TcsXMLCoordSystemsInfo, TcsInfoLowData,
-               Field("DefaultCoordSystemInfo", &TcsXMLCoordSystemsInfo::FDefaultCoordSystemInfo),
-               Field("HasUnknownCRS", &TcsXMLCoordSystemsInfo::FHasUnknownCRS),
-               Field("UnknownCRSInfo", &TcsXMLCoordSystemsInfo::FUnknownCRSInfo),
-               Field("CountUnknownCRS", &TcsXMLCoordSystemsInfo::FCountUnknownCRS))
 TCS_PROPERTIES(TcsXMLInfo, TcsInfoLowData,
                Field("RootNodeName", &TcsXMLInfo::RootNodeName),
                Field("HasXSLLocalPath", &TcsXMLInfo::HasXSLLocalPath),
@@ -72,13 +67,6 @@ TCS_PROPERTIES(TcsConvertManager, TcsManager,
 
 // ---------------------------------------------------------------------------------------------
 // File information
-
-void TcsXMLCoordSystemsInfo::AddCoordSystemID(const std::string& aID, const std::string& aName) {
-    for (const auto& [id, name] : FSystems)
-        if (id == aID) return;
-    FSystems.emplace_back(aID, aName);
-    if (FDefaultCoordSystemInfo.empty()) FDefaultCoordSystemInfo = aName.empty() ? aID : aName;
-}
 
 TcsXMLInfo::TcsXMLInfo(TcsComponent* aOwner)
     : TcsInfoLowData(aOwner),

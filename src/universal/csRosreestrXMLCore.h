@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "csCoordSysLinks.h"
 #include "csGeometryCore.h"
 #include "csInfoCore.h"
 #include "csTrace.h"
@@ -62,21 +63,8 @@ public:
     std::string RequestNum, RequestDate, Description;
 };
 
-class TcsXMLCoordSystemsInfo : public TcsInfoLowData {
-    TCS_PERSISTENT(TcsXMLCoordSystemsInfo)
-public:
-    using TcsInfoLowData::TcsInfoLowData;
-    // Notes a coordinate system a document names; the first becomes the default.
-    void AddCoordSystemID(const std::string& aID, const std::string& aName);
-    std::string FDefaultCoordSystemInfo;
-    TcsGeometryBounds FAllBounds;
-    bool FHasUnknownCRS = false;
-    std::string FUnknownCRSInfo;
-    int FCountUnknownCRS = 0;
-    std::vector<std::pair<std::string, std::string>> FSystems;  // id, name
-};
-
-class TcsXMLInfo : public TcsInfoLowData {
+// The coordinate systems the document names are kept for the links manager.
+class TcsXMLInfo : public TcsInfoLowData, public IcsXMLCoordSystemsHolder {
     TCS_PERSISTENT(TcsXMLInfo)
 public:
     explicit TcsXMLInfo(TcsComponent* aOwner = nullptr);
@@ -104,7 +92,7 @@ public:
     std::string Warning;
     std::vector<std::pair<std::string, int64_t>> Statistic;  // label, count
     [[nodiscard]] TcsXMLExternalFileInfo* ExternalFileInfo() const noexcept { return fExternal.get(); }
-    [[nodiscard]] TcsXMLCoordSystemsInfo* CoordSystemsInfo() const noexcept { return fCoordSystems.get(); }
+    [[nodiscard]] TcsXMLCoordSystemsInfo* CoordSystemsInfo() const override { return fCoordSystems.get(); }
     [[nodiscard]] TcsGeometry* MainGeometry() const noexcept { return fMainGeometry.get(); }
     // The attributes as the published text: one name=value line each.
     [[nodiscard]] std::string RootAttributesText() const;
@@ -624,6 +612,14 @@ public:
     // The saved settings: each destination's config and the active destination.
     void WriteXML(TcsXmlNode aXmlNode, int aMode) const override;
     void ReadXML(TcsXmlNode aXmlNode, int aMode) override;
+    // The coordinate system of the file through the links manager (none set: nil): by the
+    // name the document gives, or worked out of its data by the registered finders. The
+    // update forms also note what was found, with the data's bounds, in the file's info.
+    [[nodiscard]] TcsCoordSystem* FindCoordSystem(std::string_view aName) const;
+    TcsCoordSystem* FindCoordSystem(TcsGeometry* aGeometry, TcsGeometryBounds* aBounds, xml::PXMLNode aNode);
+    TcsCoordSystem* UpdateXmlInfoCoordSystem(TcsGeometry* aGeometry, TcsGeometryBounds* aBounds, xml::PXMLNode aNode);
+    TcsCoordSystem* UpdateXmlInfoCoordSystem(const std::string& aName, const TcsGeometryBounds* aBounds);
+    TcsRosreestrXMLCoordSysLinksManager* CoordSysLinks = nullptr;
     // The schema the session items use: the full one when it is wanted and loaded.
     [[nodiscard]] TscSchema& Schema() const;
     // Calls the status procedure; false when it asks to stop.

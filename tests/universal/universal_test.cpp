@@ -269,6 +269,26 @@ TEST(ConvertManager, ASecondIntializeAddsNoDestinationAndBrokenInputsRaise) {
     EXPECT_THROW(m.Intialize(broken, kFixtures), std::exception);
 }
 
+TEST(ConvertManager, TheFilesCoordinateSystemsAreFoundThroughTheLinksAndNoted) {
+    TcsConvertManager m;
+    EXPECT_EQ(m.FindCoordSystem("МСК-26 от СК-95, зона 1"), nullptr);
+    TcsCoordSystemManager systems(nullptr, true);
+    TcsRosreestrXMLCoordSysLinksManager links;
+    links.SetCoordSystemManager(&systems);
+    links.AddLink("МСК-26 от СК-95, зона 1", "plan_m");
+    m.CoordSysLinks = &links;
+    TcsGeometryBounds bounds;
+    bounds.ProcessCoord(10, 20);
+    bounds.ProcessCoord(30, 40);
+    ASSERT_NE(m.UpdateXmlInfoCoordSystem("МСК-26 от СК-95, зона 1", &bounds), nullptr);
+    EXPECT_EQ(m.UpdateXmlInfoCoordSystem("Своя", &bounds), nullptr);
+    const TcsXMLCoordSystemsInfo& info = *m.Analizer().XMLInfo().CoordSystemsInfo();
+    ASSERT_EQ(info.Count(), 1);
+    EXPECT_EQ(info.IDs(0), "plan_m");
+    EXPECT_TRUE(info.HasUnknownCRS());
+    EXPECT_EQ(info.CountUnknownCRS(), 1);
+}
+
 TEST(ConvertManager, SettingsRoundTrip) {
     Registered registered;
     TempFolder temp;
