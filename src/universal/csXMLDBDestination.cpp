@@ -43,6 +43,12 @@ TcsXMLDBDestination::~TcsXMLDBDestination() {
     }
 }
 
+int TcsXMLDBDestination::ValueIndex(const TFieldMap& aField, const TcsXMLProcessSessionItem& aItem) {
+    if (aField.Source == TSource::Slot) return aItem.Values().ValueIndexInPart(aField.Slot);
+    if (aField.Source == TSource::Path) return aItem.Values().ValueIndexInPartBySource(aField.Path);
+    return -1;
+}
+
 void TcsXMLDBDestination::MapTables(TscSchema& aSchema) {
     fTables.clear();
     fValueTable = nullptr;
@@ -142,8 +148,6 @@ void TcsXMLDBDestination::InitDestination() {
         fCreated = !exists;
     }
     if (!fProvider->DataManager().Connected()) fProvider->Open();
-    // Geometry columns learn their reference system from the schema once the provider knows it.
-    MapTables(*fSchema);
     ReadNextKeys();
 }
 
@@ -203,10 +207,9 @@ bool TcsXMLDBDestination::FindSession(TcsXMLProcessSessionItem& aItem, std::stri
     // The row whose first value column holds the item's value of it.
     for (const TFieldMap& f : t->Fields) {
         if (f.Source != TSource::Slot && f.Source != TSource::Path) continue;
-        const TcsXMLProcessSessionItemValue* v =
-            f.Source == TSource::Slot ? (aItem.Values().HasValue(f.Slot) ? aItem.Values().GetValueItem(aItem.Values().ValueIndexInPart(f.Slot)) : nullptr)
-                                      : aItem.Values().GetValueSourceItem(f.Path);
-        if (!v) return false;
+        const int i = ValueIndex(f, aItem);
+        if (i < 0) return false;
+        const TcsXMLProcessSessionItemValue* v = aItem.Values().GetValueItem(i);
         const auto rows = fProvider->DataManager().Query("SELECT " + SQLIdentifier("ID") + " FROM " + SQLIdentifier(t->Name) +
                                                              " WHERE " + SQLIdentifier(f.Column) + " = :p1",
                                                          {Param(f, "p1", v->Value)});
@@ -277,10 +280,8 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
                 if (std::string wkt = aItem.Geometry().GetWKT(false); !wkt.empty()) value = std::move(wkt);
             break;
         case TSource::Slot:
-            value = aItem.Values().GetValue(f.Slot);
-            break;
         case TSource::Path:
-            if (const auto* v = aItem.Values().GetValueSourceItem(f.Path)) value = v->Value;
+            if (const int i = ValueIndex(f, aItem); i >= 0) value = aItem.Values().GetValueItem(i)->Value;
             break;
         case TSource::Part: value = aItem.PartTypeString(); break;
         default: break;
@@ -301,12 +302,8 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
     if (!fValueTable) return;
     // The values no column of the item's table took.
     std::vector<char> taken(static_cast<size_t>(aItem.Values().ValueCount()), 0);
-    for (const TFieldMap& f : aTable.Fields) {
-        int i = -1;
-        if (f.Source == TSource::Slot) i = aItem.Values().ValueIndexInPart(f.Slot);
-        else if (f.Source == TSource::Path) i = aItem.Values().ValueIndexInPartBySource(f.Path);
-        if (i >= 0) taken[static_cast<size_t>(i)] = 1;
-    }
+    for (const TFieldMap& f : aTable.Fields)
+        if (const int i = ValueIndex(f, aItem); i >= 0) taken[static_cast<size_t>(i)] = 1;
     for (int i = 0; i < aItem.Values().ValueCount(); ++i) {
         const TcsXMLProcessSessionItemValue& v = *aItem.Values().GetValueItem(i);
         if (taken[static_cast<size_t>(i)] || v.DataType == kValueKey || !v.ValueSetted) continue;

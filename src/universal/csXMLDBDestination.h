@@ -77,6 +77,8 @@ private:
     };
 
     void MapTables(TscSchema& aSchema);
+    // The index of the item's value a slot or path column takes; -1 when there is none.
+    [[nodiscard]] static int ValueIndex(const TFieldMap& aField, const TcsXMLProcessSessionItem& aItem);
     [[nodiscard]] TTableMap* TableFor(int aPartType, const std::string& aPartText);
     void ReadNextKeys();
     // The parameter of one column: NULL when the value does not parse as the column's type.

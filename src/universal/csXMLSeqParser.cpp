@@ -72,7 +72,8 @@ void TcsXMLSeqParser::Restart() {
 
 bool TcsXMLSeqParser::GoToPath(std::string_view aPath) {
     if (!fReader) return false;
-    Restart();
+    // A reader that has read nothing yet is at the start already: no second opening.
+    if (fTokens != 0) Restart();
     if (aPath == "/" || aPath.empty()) return true;
     PXMLNode node = nullptr;
     while (ReadNextChildHeader(node)) {
