@@ -1,7 +1,7 @@
 # The two commands of the README: `make run` and `make test`.
 # Both install what is missing from Debian, configure, build and run; both can be repeated.
 
-PKGS      := cmake ninja-build g++ make pkg-config libgtest-dev libxml2-dev libpugixml-dev qtbase5-dev gdal-bin xvfb xdotool xauth python3 python3-dev python3-pyqt5 python3-gdal python3-qgis python3-mock libproj-dev libsqlite3-dev sqlite3 libsqlite3-mod-spatialite libpq-dev postgresql-15 postgresql-client-15 postgresql-15-postgis-3
+PKGS      := cmake ninja-build g++ make pkg-config libgtest-dev libxml2-dev libpugixml-dev qtbase5-dev gdal-bin xvfb xdotool xauth python3 python3-dev python3-pyqt5 python3-gdal python3-qgis python3-mock libproj-dev libsqlite3-dev libzip-dev zip sqlite3 libsqlite3-mod-spatialite libpq-dev postgresql-15 postgresql-client-15 postgresql-15-postgis-3
 FUZZ_PKGS := clang libclang-rt-14-dev
 BUILD     ?= build
 JOBS      ?= $(shell nproc)

@@ -14,6 +14,7 @@
 #include "csClassifiers.h"
 #include "csPaths.h"
 #include "csProgressTerminal.h"
+#include "batch_run.h"
 
 using namespace tmi;
 
@@ -22,11 +23,26 @@ namespace {
 const char kUsage[] =
     "usage: tmimport INPUT [-o OUTDIR] [options]\n"
     "\n"
-    "INPUT is an XML extract, or with --batch a folder (or a file in it): every *.xml of the\n"
-    "folder and its subfolders is imported. Each file gives thirteen MIF/MID tables in OUTDIR.\n"
+    "INPUT is an XML extract, a zip archive, or with --batch a folder (or a file in it). Each\n"
+    "document gives thirteen MIF/MID tables in OUTDIR.\n"
+    "\n"
+    "A batch imports every *.xml of the folder and its subfolders, in name order, and every zip\n"
+    "archive there (known by its content, whatever its name): the *.xml entries of an archive,\n"
+    "and of archives inside it, are read in place as if they stood beside it (\"a.zip/b.xml\");\n"
+    "signatures (*.sig) are left aside. An entry that would inflate beyond 4 GB, or beyond 1000\n"
+    "times its packed size once past 64 MB, is refused as a zip bomb. Nothing of one document\n"
+    "overwrites another's:\n"
+    "  - MIF/MID tables go to a folder per document named after it, mirroring the input tree:\n"
+    "    OUTDIR/sub/report.xml/Участки.mif, OUTDIR/plans.zip/inner.xml/Участки.mif;\n"
+    "  - with --format tab the TAB tables go to OUTDIR itself, named TABLE_BLOCK.tab; a block\n"
+    "    written earlier in the same batch gives TABLE_BLOCK_2.tab (and so on), and says so.\n"
+    "A document that fails is one line and leaves nothing; the others go on. The result list\n"
+    "(tmMiniImportRes.ini in the Documents folder) names every table made.\n"
     "\n"
     "  -o, --output DIR        output folder (made if missing; default: the current folder)\n"
-    "  --batch                 import every *.xml of the folder and its subfolders\n"
+    "  --batch                 import every *.xml and zip archive of the folder and its subfolders\n"
+    "  --jobs N                documents imported at once in a batch, each in a process of its own\n"
+    "                          (default: the number of cores); --bounds imports one at a time\n"
     "  --coordsys CLAUSE       the CoordSys line of the MIF headers\n"
     "                          (default: CoordSys NonEarth Units \"m\" Bounds (0,0) (10000000,10000000))\n"
     "  --projection NAME       the coordinate system of the extract, by its name in the projection\n"
@@ -156,6 +172,8 @@ int main(int argc, char** argv) {
     choices.AppPath = ProgramFolder();
     choices.XSDPath = choices.AppPath + "XSDSchemes";
     bool quiet = false, verbose = false;
+    const long cores = sysconf(_SC_NPROCESSORS_ONLN);
+    int jobs = cores > 0 ? static_cast<int>(cores) : 1;
     std::string input, projection;
     Bitness() = sizeof(void*) == 4 ? 32 : 64;
     for (int i = 1; i < argc; ++i) {
@@ -174,6 +192,15 @@ int main(int argc, char** argv) {
             choices.MiText = next();
         } else if (a == "--batch") {
             choices.chkPacket = true;
+        } else if (a == "--jobs" || a == "-j") {
+            const std::string v = next();
+            char* end = nullptr;
+            const long n = std::strtol(v.c_str(), &end, 10);
+            if (v.empty() || *end != '\0' || n < 1 || n > 1024) {
+                std::fprintf(stderr, "tmimport: --jobs takes a number from 1 to 1024\n");
+                return 2;
+            }
+            jobs = static_cast<int>(n);
         } else if (a == "--coordsys") {
             choices.ProjText = next();
         } else if (a == "--projection") {
@@ -270,6 +297,35 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "tmimport: %s: %s\n", aResult.fFile.c_str(), reason.c_str());
     };
     int status = 0;
+    // A batch, or an archive: each document into an output of its own.
+    const bool archive = !choices.chkPacket && IsZipFile(input);
+    if (choices.chkPacket || archive) {
+        std::string folder = input;
+        if (!archive && !std::filesystem::is_directory(input, ec) && !IsZipFile(input))
+            folder = std::filesystem::path(input).parent_path().string();
+        TBatchInputs inputs;
+        if (std::filesystem::is_directory(folder, ec))
+            inputs = ListFolder(IncludeTrailingDelimiter(folder.empty() ? std::string(".") : folder));
+        else
+            inputs = ListInput(input, std::filesystem::path(input).filename().string());
+        if (inputs.fInputs.empty() && inputs.fProblems.empty()) {
+            std::fprintf(stderr, "tmimport: no *.xml and no zip archive in %s\n", folder.c_str());
+            return 1;
+        }
+        auto problem = [](const TBatchProblem& aProblem) {
+            std::fprintf(stderr, "tmimport: %s: %s\n", aProblem.fName.c_str(), aProblem.fReason.c_str());
+        };
+        try {
+            const TBatchOutcome outcome = RunBatch(choices, inputs, jobs, progress, report, fileDone, problem);
+            if (outcome.fCancelled) return 3;
+            status = outcome.fFailed > 0 ? 1 : 0;
+        } catch (const std::exception& e) {
+            std::fprintf(stderr, "tmimport: %s\n", e.what());
+            status = 1;
+        }
+        if (!quiet) summary.Print(std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count());
+        return status;
+    }
     try {
         const TImportOutcome outcome = RunImport(choices, progress, report, fileDone);
         if (outcome.fCancelled) return 3;

@@ -50,6 +50,7 @@ struct TImportFileResult {
     std::string fRoot;        // the root element's name; empty without one
     int32_t fDocumentCode = 0;  // the code of a classic eDocument
     bool fRecognised = false; // a kind of document the readers take
+    std::string fBlock;       // the cadastral block, as the hand-over names the tables after it
     std::vector<std::pair<std::string, int>> fTables;  // each table written, with its rows
 };
 using TImportFileObserver = std::function<void(const TImportFileResult&)>;
@@ -67,6 +68,17 @@ struct TImportOutcome {
 // file the host takes the tables over through aBridge; an error of the host ends the run.
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
                          const TImportFileObserver& aFileDone = {}, const THostBridge& aBridge = {});
+
+class TlibImportXML;
+// A job set up from the choices as the OK button sets up each file's (the file aside).
+void ConfigureJob(TlibImportXML& aJob, const TImportChoices& aChoices, TcsProgress* aProgress, const TImportReporter& aReport);
+// What a job leaves of its file, taken before its tables are closed.
+void ObserveJob(const TlibImportXML& aJob, bool aOk, TImportFileResult& aResult);
+
+// Where the QGIS edition keeps a batch for the plugin: each file's tables in a folder of its
+// own ("0001/", ...), its result list beside it ("0001.ini"), and "index.ini" with one line a
+// file: the list's name, a tab, the file imported.
+std::string QgisRunFolder();
 
 // Why a file failed, in words a person can act on: the file is missing, a folder, unreadable,
 // empty, not XML (with the XML layer's reason, line and column), has no root, or is of no

@@ -79,8 +79,12 @@ std::vector<std::string> MapInfoCommands(const std::vector<std::string>& aTables
 }
 
 void NameTabTables(const std::string& aResultList, const std::string& aBlockCn, bool aDropMif) {
+    NameTabTables(ReadResultList(aResultList), aBlockCn, aDropMif);
+}
+
+void NameTabTables(const std::vector<std::string>& aLines, const std::string& aBlockCn, bool aDropMif) {
     std::error_code ec;
-    for (const std::string& line : ReadResultList(aResultList)) {
+    for (const std::string& line : aLines) {
         const std::string final = FinalTableName(line, aBlockCn);
         const std::string finalStem = final.substr(0, final.size() - 4);
         for (const char* ext : {".tab", ".dat", ".map", ".id", ".ind"}) {

@@ -50,6 +50,8 @@ std::vector<std::string> MapInfoCommands(const std::vector<std::string>& aTables
 // The TAB tables written beside the MIF files of a list (name.tab and its companions) take
 // their final names, as the hand-over names them; with aDropMif the MIF/MID pairs go.
 void NameTabTables(const std::string& aResultList, const std::string& aBlockCn, bool aDropMif);
+// The same for the given lines of a list.
+void NameTabTables(const std::vector<std::string>& aLines, const std::string& aBlockCn, bool aDropMif);
 
 // The hand-over of one file by the host mode: 0 MapInfo, 3 Axioma, any other nothing. No list,
 // nothing done. Errors of the host raise.

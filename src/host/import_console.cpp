@@ -8,6 +8,7 @@
 #include <cstring>
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "PlanImportXML.h"
@@ -35,7 +36,20 @@ std::string FolderOf(const std::string& aPath) {
     return IncludeTrailingDelimiter(parent.empty() ? "." : parent);
 }
 
+// The file's result list copied into the run's folder and named in its index.
+void KeepForPlugin(const std::string& aRunFolder, const std::string& aNumber, const std::string& aFile) {
+    std::error_code ec;
+    const std::string list = aNumber + ".ini";
+    std::filesystem::copy_file(TlibImportXML::ResultListPath(), aRunFolder + list,
+                               std::filesystem::copy_options::overwrite_existing, ec);
+    if (ec) return;
+    std::ofstream index(aRunFolder + "index.ini", std::ios::binary | std::ios::app);
+    index << list << '\t' << aFile << '\n';
+}
+
 }  // namespace
+
+std::string QgisRunFolder() { return TempFolder() + "tmMiniImportRun/"; }
 
 std::string NonEarthProjText(double aXmin, double aYmin, double aXmax, double aYmax) {
     char buf[1600];  // four doubles of up to 309 digits each fit
@@ -139,6 +153,60 @@ std::string FailureReason(const TImportFileResult& r) {
     return {};
 }
 
+void ConfigureJob(TlibImportXML& job, const TImportChoices& aChoices, TcsProgress* aProgress, const TImportReporter& aReport) {
+    std::error_code ec;
+    if (HostMode() == 2) {
+        job.qgisPath = TempFolder();
+        std::filesystem::create_directories(job.qgisPath, ec);
+    }
+    job.fOutputType = 1;
+    job.fOutputFile = aChoices.MiText;
+    job.chkBounds = aChoices.chkBounds;
+    job.miCoordSys = HostMode() == 2 ? "CoordSys NonEarth Units \"m\" Bounds (-10000000,-10000000) (10000000,10000000)"
+                                     : aChoices.ProjText;
+    job.fClearType = 1;
+    job.fReversXY = false;
+    job.ispacket = aChoices.chkPacket;
+    job.fWriteObj = aChoices.chkObj;
+    job.fWriteCenter = aChoices.chkCenter;
+    job.fWriteParcels = aChoices.chkParcel;
+    job.fWriteZones = aChoices.chkZone;
+    job.fWriteBounds = aChoices.chkBound;
+    job.fWriteStyle = aChoices.TableFormat == TImportChoices::TTableFormat::Mif ? 0 : 2;
+    job.FProgress = aProgress;
+    job.XSDPath = aChoices.XSDPath;
+    job.AppDir = aChoices.AppPath;
+    job.csXmin = aChoices.fXmin;
+    job.csYmin = aChoices.fYmin;
+    job.csXmax = aChoices.fXmax;
+    job.csYmax = aChoices.fYmax;
+    job.fPoints = aChoices.cmbPoints;
+    // Every job loads the classifiers again and tells each one that is missing.
+    job.OnMessage = [aReport](const std::string& aText) {
+        if (aReport) aReport(TImportMessageLevel::Notice, aText);
+    };
+    if (aChoices.cmbPoints == 2)
+        for (const std::string& line : aChoices.txtCn)
+            if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));
+}
+
+void ObserveJob(const TlibImportXML& aJob, bool aOk, TImportFileResult& aResult) {
+    aResult.fOk = aOk;
+    aResult.fImpError = aJob.fImpError;
+    aResult.fError = aJob.GetError();
+    if (aJob.fLoadError) {
+        aResult.fParseError = aJob.fLoadError->Reason;
+        aResult.fParseLine = aJob.fLoadError->Line;
+        aResult.fParseColumn = aJob.fLoadError->LinePos;
+    }
+    aResult.fRoot = aJob.rootnm;
+    aResult.fDocumentCode = aJob.fCode_Type;
+    aResult.fRecognised = aJob.KnownDocumentKind();
+    aResult.fBlock = aJob.blockCn;
+    aResult.fTables.clear();
+    for (const auto& table : aJob.Tables()) aResult.fTables.emplace_back(table->Name_, table->Rows());
+}
+
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
                          const TImportFileObserver& aFileDone, const THostBridge& aBridge) {
     TImportOutcome outcome;
@@ -149,6 +217,10 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         if (ec || !std::filesystem::is_directory(output))
             throw Exception("Ошибка при создании папки " + output + ".\n\n" + (ec ? ec.message() : std::string("not a folder")));
     }
+    // The QGIS edition keeps each file of a batch apart, so that the plugin shows every one.
+    const bool qgisBatch = HostMode() == 2 && aChoices.chkPacket;
+    const std::string runFolder = QgisRunFolder();
+    if (HostMode() == 2) std::filesystem::remove_all(runFolder, ec);
     std::vector<std::string> files;
     if (aChoices.chkPacket)
         files = FindFiles(FolderOf(aChoices.XMLText), "*.xml");
@@ -164,56 +236,18 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         aProgress.SetText("Импорт (" + std::to_string(i + 1) + " из " + std::to_string(n) + "): " + FileNameOf(file));
         ++outcome.fFiles;
         TlibImportXML job;
-        if (HostMode() == 2) {
-            job.qgisPath = TempFolder();
+        ConfigureJob(job, aChoices, &aProgress, aReport);
+        job.fXMLName = file;
+        char number[16];
+        std::snprintf(number, sizeof number, "%04d", i + 1);
+        if (qgisBatch) {
+            job.qgisPath = runFolder + number + "/";
             std::filesystem::create_directories(job.qgisPath, ec);
         }
-        job.fXMLName = file;
-        job.fOutputType = 1;
-        job.fOutputFile = aChoices.MiText;
-        job.chkBounds = aChoices.chkBounds;
-        job.miCoordSys = HostMode() == 2 ? "CoordSys NonEarth Units \"m\" Bounds (-10000000,-10000000) (10000000,10000000)"
-                                         : aChoices.ProjText;
-        job.fClearType = 1;
-        job.fReversXY = false;
-        job.ispacket = aChoices.chkPacket;
-        job.fWriteObj = aChoices.chkObj;
-        job.fWriteCenter = aChoices.chkCenter;
-        job.fWriteParcels = aChoices.chkParcel;
-        job.fWriteZones = aChoices.chkZone;
-        job.fWriteBounds = aChoices.chkBound;
-        job.fWriteStyle = aChoices.TableFormat == TImportChoices::TTableFormat::Mif ? 0 : 2;
-        job.FProgress = &aProgress;
-        job.XSDPath = aChoices.XSDPath;
-        job.AppDir = aChoices.AppPath;
-        job.csXmin = aChoices.fXmin;
-        job.csYmin = aChoices.fYmin;
-        job.csXmax = aChoices.fXmax;
-        job.csYmax = aChoices.fYmax;
-        job.fPoints = aChoices.cmbPoints;
-        // Every job loads the classifiers again and tells each one that is missing.
-        job.OnMessage = [&aReport](const std::string& aText) { aReport(TImportMessageLevel::Notice, aText); };
-        if (aChoices.cmbPoints == 2)
-            for (const std::string& line : aChoices.txtCn)
-                if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));
         TImportFileResult result;
         result.fFile = file;
         // What the job leaves of the file, taken before its tables are closed.
-        auto observe = [&](bool aOk) {
-            result.fOk = aOk;
-            result.fImpError = job.fImpError;
-            result.fError = job.GetError();
-            if (job.fLoadError) {
-                result.fParseError = job.fLoadError->Reason;
-                result.fParseLine = job.fLoadError->Line;
-                result.fParseColumn = job.fLoadError->LinePos;
-            }
-            result.fRoot = job.rootnm;
-            result.fDocumentCode = job.fCode_Type;
-            result.fRecognised = job.KnownDocumentKind();
-            result.fTables.clear();
-            for (const auto& table : job.Tables()) result.fTables.emplace_back(table->Name_, table->Rows());
-        };
+        auto observe = [&](bool aOk) { ObserveJob(job, aOk, result); };
         bool ok = false;
         try {
             ok = job.Execute();
@@ -250,6 +284,7 @@ TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const
         }
         // The tables are complete on disk: the host takes them over. Its errors end the run.
         outcome.fResultLists.push_back(TlibImportXML::ResultListPath());
+        if (qgisBatch) KeepForPlugin(runFolder, number, file);
         if (aChoices.TableFormat != TImportChoices::TTableFormat::Mif)
             NameTabTables(outcome.fResultLists.back(), job.blockCn, aChoices.TableFormat == TImportChoices::TTableFormat::Tab);
         HandOverToHost(outcome.fResultLists.back(), job.blockCn, aChoices.ProjText, aBridge);

@@ -80,7 +80,7 @@ std::string TlibImportXML::ResultListPath() { return DocumentsFolder() + "tmMini
 void TlibImportXML::WriteResultList() const {
     // One table path a line, without extension; the folder as the console gave it. An old
     // list must never stand for this run: a list that cannot be written raises.
-    const std::string path = ResultListPath();
+    const std::string path = fResultListFile.empty() ? ResultListPath() : fResultListFile;
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (!out) throw EInOutError("Не удалось создать файл " + path);
     for (const auto& table : fMITables) out << (HostMode() == 2 ? qgisPath : fOutputFile) << table->Name_ << "\n";
@@ -110,18 +110,21 @@ bool TlibImportXML::Execute() {
         FNTDoc = xml::CreateXMLDoc();
         std::error_code ec;
         // A folder of that name is no file.
-        if (!std::filesystem::exists(fXMLName, ec) || std::filesystem::is_directory(fXMLName, ec)) {
+        if (!fXMLData && (!std::filesystem::exists(fXMLName, ec) || std::filesystem::is_directory(fXMLName, ec))) {
             fImpError = kImpErrorNoFile;
             finish();
             return false;
         }
         SetProgressText("Открываем XML");
         if (FProgress) {
-            const auto size = std::filesystem::is_regular_file(fXMLName, ec) ? std::filesystem::file_size(fXMLName, ec) : 0;
+            const auto size = fXMLData                                        ? fXMLData->size()
+                              : std::filesystem::is_regular_file(fXMLName, ec) ? std::filesystem::file_size(fXMLName, ec)
+                                                                                : 0;
             FProgress->SetMax(static_cast<int64_t>(ec ? 0 : size));
             FNTDoc->OnProgress = [this](xml::TXMLDocument&, int, int64_t, int64_t aPosition) { ShowProgressOxml(aPosition); };
         }
-        if (!FNTDoc->LoadFromFile(fXMLName)) fLoadError = FNTDoc->ParseError();
+        const bool loaded = fXMLData ? FNTDoc->LoadFromBuffer(fXMLData->data(), fXMLData->size()) : FNTDoc->LoadFromFile(fXMLName);
+        if (!loaded) fLoadError = FNTDoc->ParseError();
         if (Cancelled()) {
             finish();
             return result;

@@ -8,6 +8,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -336,6 +337,11 @@ public:
 
     // --- the choices of the console
     std::string fXMLName;
+    // The document itself when it was read from elsewhere (a zip archive): loaded from here,
+    // and fXMLName only names it. Not owned; it lives until Execute returns.
+    std::optional<std::string_view> fXMLData;
+    // Where the list of this file's tables goes; empty for the usual place (ResultListPath).
+    std::string fResultListFile;
     int32_t fOutputType = 0;
     std::string fOutputFile;
     int32_t fClearType = 0;
