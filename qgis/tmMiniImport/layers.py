@@ -29,6 +29,22 @@ def result_list_path():
     return os.path.join(documents_folder(), LIST_NAME)
 
 
+def run_folder():
+    """Where the module keeps a batch: one folder of tables and one list per file, and an index."""
+    return os.path.join(os.environ.get("TMPDIR") or "/tmp", "tmMiniImportRun")
+
+
+def read_run_index(folder):
+    """The files of the last batch, in the order they were imported: (their list, the file
+    imported). Empty when the last run was no batch."""
+    try:
+        with open(os.path.join(folder, "index.ini"), encoding="utf-8") as f:
+            lines = [line.rstrip("\r\n").split("\t", 1) for line in f if line.strip()]
+    except OSError:
+        return []
+    return [(os.path.join(folder, list_name), source) for list_name, source in (x for x in lines if len(x) == 2)]
+
+
 def read_result_list(path):
     """The table paths of the list, without extension; empty when there is no list."""
     try:
@@ -132,8 +148,13 @@ def fit_project(group, was_empty, project=None):
     """When the project had no layers before the import, it takes the coordinate system of the
     first table with geometry, so that the tables are drawn as they were written. Answers the
     extent of the group's layers in the project's system (empty when none has geometry)."""
+    return fit_groups([group], was_empty, project)
+
+
+def fit_groups(groups, was_empty, project=None):
+    """fit_project for the groups of a batch together."""
     project = project or QgsProject.instance()
-    spatial = spatial_layers(group)
+    spatial = [layer for group in groups for layer in spatial_layers(group)]
     if spatial and was_empty and spatial[0].crs().isValid():
         project.setCrs(spatial[0].crs())
     extent = QgsRectangle()

@@ -1,6 +1,7 @@
 """The plugin: one action in the Vector menu and on a toolbar. It opens the import console
 of the module built for QGIS, then adds what the import wrote as layers."""
 import os
+import shutil
 import sys
 
 from qgis.core import QgsProject, QgsSettings
@@ -77,6 +78,7 @@ class TmMiniImportPlugin:
             os.remove(list_path)  # a list left from before must not stand for this import
         except OSError:
             pass
+        shutil.rmtree(layers.run_folder(), ignore_errors=True)
         try:
             module.ShowImportForm()
         except Exception as e:  # the console could not open: say why, QGIS goes on
@@ -87,10 +89,18 @@ class TmMiniImportPlugin:
         # This edition writes its tables without a coordinate system; they are in the system
         # the operator chose for the XML ("Проекция в XML"), which the layers take.
         crs = layers.crs_of_clause(saved_choice("ProjText"))
-        group = layers.add_result_layers(list_path, saved_source_name(), include_empty, crs=crs)
-        if group is None:
+        # A batch: one group per file, the first file on top; else the one list of the file.
+        batch = layers.read_run_index(layers.run_folder())
+        if batch:
+            groups = [layers.add_result_layers(path, os.path.basename(source), include_empty, crs=crs)
+                      for path, source in reversed(batch)]
+            groups = [g for g in reversed(groups) if g is not None]
+        else:
+            groups = [layers.add_result_layers(list_path, saved_source_name(), include_empty, crs=crs)]
+            groups = [g for g in groups if g is not None]
+        if not groups:
             return
-        extent = layers.fit_project(group, was_empty)
+        extent = layers.fit_groups(groups, was_empty)
         if not extent.isNull():
             canvas = self.iface.mapCanvas()
             canvas.setExtent(extent.buffered(max(extent.width(), extent.height()) * 0.03))

@@ -3,7 +3,9 @@
 it registers its action, tells what to do when the module is missing, and turns the result
 list of a real import into a group of valid layers with GDAL's feature counts.
 
-usage: plugin_test.py PLUGIN_PARENT_DIR TMIMPORT EXTRACT.xml
+A batch through the console of the module's QGIS edition ends with one layer group per file.
+
+usage: plugin_test.py PLUGIN_PARENT_DIR TMIMPORT EXTRACT.xml [QGIS_EDITION_DIR]
 """
 import os
 import re
@@ -16,6 +18,7 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), ".."
 from checks import check, finish  # noqa: E402
 
 plugin_parent, tmimport, extract = sys.argv[1], sys.argv[2], sys.argv[3]
+edition = sys.argv[4] if len(sys.argv) > 4 else ""
 os.environ.setdefault("QT_QPA_PLATFORM", "offscreen")
 try:
     from qgis.core import QgsApplication, QgsProject
@@ -129,6 +132,60 @@ try:
     own = [lr for lr in layers.spatial_layers(group4) if "+lon_0=50.55" in lr.crs().toProj()]
     check("a table with a system keeps it", len(own) == len(layers.spatial_layers(group4)) > 0,
           [lr.crs().toProj() for lr in layers.spatial_layers(group4)])
+
+    # A batch of two plans through the console of the QGIS edition, as the operator runs it:
+    # the plugin opens the console, the operator ticks "Пакетный импорт" and converts.
+    if edition:
+        from qgis.PyQt.QtCore import QTimer
+        from qgis.PyQt.QtWidgets import QApplication, QCheckBox, QMessageBox, QPushButton
+        batch = os.path.join(tmp, "batch")
+        os.makedirs(batch)
+        other = os.path.join(os.path.dirname(os.path.dirname(extract)), "KPT11")
+        other = os.path.join(other, sorted(f for f in os.listdir(other) if f.endswith(".xml"))[0])
+        shutil.copy(extract, os.path.join(batch, "first.xml"))
+        shutil.copy(other, os.path.join(batch, "second.xml"))
+        with open(os.path.join(os.environ["TMPDIR"], "Импорт64.ini"), "w", encoding="utf-8") as f:
+            f.write(f"[Import]\nXMLText={os.path.join(batch, 'first.xml')}\nMiText={os.path.join(tmp, 'qgis-out')}\n")
+        pressed, answered = [], []
+
+        def operator():
+            modal = QApplication.activeModalWidget()
+            if isinstance(modal, QMessageBox):
+                answered.append(modal.text())
+                modal.accept()
+                return
+            for top in QApplication.topLevelWidgets():
+                if top.objectName() == "frmImport" and top.isVisible() and top.isEnabled() and not pressed:
+                    top.findChild(QCheckBox, "chkPacket").setChecked(True)
+                    pressed.append(True)
+                    QTimer.singleShot(0, top.findChild(QPushButton, "OKBtn").click)
+
+        timer = QTimer()
+        timer.timeout.connect(operator)
+        timer.start(50)
+        sys.path.insert(0, edition)
+        sys.modules.pop("tmMiniImportLib", None)
+        import qgis.utils
+        qgis.utils.iface = iface  # the module finds the window that owns its console here
+        QgsProject.instance().clear()
+        p.run()
+        timer.stop()
+        check("batch: the console was converted", pressed == [True], (answered, seen[1:]))
+        root = QgsProject.instance().layerTreeRoot()
+        groups = [g for g in root.children() if hasattr(g, "findLayers")]
+        check("batch: one group per file, the first on top", [g.name().split(" — ")[0] for g in groups] ==
+              ["first.xml", "second.xml"], [g.name() for g in groups])
+        for g, source in zip(groups, ("first.xml", "second.xml")):
+            found = [n.layer() for n in g.findLayers()]
+            check(f"batch: {source} has layers, all valid", found and all(lr.isValid() and lr.featureCount() > 0 for lr in found),
+                  [(lr.name(), lr.featureCount()) for lr in found])
+        if len(groups) == 2:
+            def parcels_of(g):
+                return [n.layer() for n in g.findLayers() if n.layer().name() == "Участки"][0]
+            check("batch: each file's own parcels", parcels_of(groups[0]).source() != parcels_of(groups[1]).source()
+                  and parcels_of(groups[0]).featureCount() != parcels_of(groups[1]).featureCount())
+    else:
+        check("the QGIS edition given (needed under CI)", os.environ.get("CI") != "true")
 
     p.unload()
     check("unload removes the action", iface.removePluginVectorMenu.called and p.action is None)
