@@ -16,7 +16,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* aData, size_t aSize) {
     }
     const tmi::TBatchInputs found = tmi::ListInput(path, "fuzz.zip");
     for (const tmi::TBatchInput& input : found.fInputs) {
-        if (tmi::SafeRelativePath(input.fRelative).find("..") == 0) __builtin_trap();
+        // The output of an entry stays below its archive's folder: no empty, "." or ".." step.
+        size_t at = 0;
+        while (at <= input.fRelative.size()) {
+            size_t end = input.fRelative.find('/', at);
+            if (end == std::string::npos) end = input.fRelative.size();
+            const std::string step = input.fRelative.substr(at, end - at);
+            if (step.empty() || step == "." || step == "..") __builtin_trap();
+            at = end + 1;
+        }
         try {
             if (!input.fEntries.empty()) (void)tmi::ReadInput(input);
         } catch (const tmi::EZipProblem&) {
