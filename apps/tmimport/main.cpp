@@ -277,7 +277,7 @@ int main(int argc, char** argv) {
     HostMode() = 3;
     TellMissingDictionaries(choices, verbose);
     TcsProgress progress;
-    if (!quiet) UseTerminalProgress();
+    UseTerminalProgress(!quiet);  // quiet: nothing drawn, Ctrl-C still cancels
     const auto started = std::chrono::steady_clock::now();
     Summary summary;
     int failed = 0;

@@ -124,9 +124,9 @@ void TcsProgressTerminalControl::Note(const std::string& aMessage) {
     (void)!write(fFd, line.data(), line.size());
 }
 
-void UseTerminalProgress() {
-    DefaultProgressControlClass() = [](TcsProgress& aOwner) {
-        return std::make_unique<TcsProgressTerminalControl>(aOwner);
+void UseTerminalProgress(bool aDraw) {
+    DefaultProgressControlClass() = [aDraw](TcsProgress& aOwner) {
+        return std::make_unique<TcsProgressTerminalControl>(aOwner, aDraw ? 2 : -1);
     };
 }
 

@@ -58,7 +58,8 @@ private:
     bool fMarquee = false;
 };
 
-// Installs the terminal view as the default control class of new progress objects.
-void UseTerminalProgress();
+// Installs the terminal view as the default control class of new progress objects. Without
+// aDraw nothing is drawn, and Ctrl-C still asks to cancel.
+void UseTerminalProgress(bool aDraw = true);
 
 }  // namespace tmi

@@ -75,6 +75,10 @@ void ConfigureJob(TlibImportXML& aJob, const TImportChoices& aChoices, TcsProgre
 // What a job leaves of its file, taken before its tables are closed.
 void ObserveJob(const TlibImportXML& aJob, bool aOk, TImportFileResult& aResult);
 
+// Makes the output folder (trimmed) with its parents; raises with "Ошибка при создании папки
+// %s.\n\n%s" when it cannot be made. Answers it, trimmed.
+std::string MakeOutputFolder(const std::string& aFolder);
+
 // Where the QGIS edition keeps a batch for the plugin: each file's tables in a folder of its
 // own ("0001/", ...), its result list beside it ("0001.ini"), and "index.ini" with one line a
 // file: the list's name, a tab, the file imported.

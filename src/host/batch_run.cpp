@@ -1,6 +1,7 @@
 #include "batch_run.h"
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -320,6 +321,7 @@ public:
                 int fds[2];
                 if (::pipe(fds) != 0) throw Exception(std::string("pipe: ") + std::strerror(errno));
                 std::fflush(nullptr);
+                const pid_t parent = ::getpid();
                 const pid_t pid = ::fork();
                 if (pid < 0) {
                     ::close(fds[0]);
@@ -330,6 +332,8 @@ public:
                 if (pid == 0) {
                     // The child: Ctrl-C ends it at once; the parent tells the cancel.
                     ::signal(SIGINT, SIG_DFL);
+                    ::prctl(PR_SET_PDEATHSIG, SIGTERM);  // and it never outlives the run
+                    if (::getppid() != parent) ::_exit(1);
                     ::close(fds[0]);
                     for (const TChild& c : running) ::close(c.fFd);
                     TDocumentDone one = ImportDocument(fChoices, fInputs.fInputs[next], FolderOf(next), next, nullptr);
@@ -426,13 +430,7 @@ private:
 TBatchOutcome RunBatch(TImportChoices& aChoices, const TBatchInputs& aInputs, int aJobs, TcsProgress& aProgress,
                        const TImportReporter& aReport, const TImportFileObserver& aFileDone,
                        const std::function<void(const TBatchProblem&)>& aProblem) {
-    const std::string output = Trim(aChoices.MiText);
-    std::error_code ec;
-    if (!fs::is_directory(output, ec)) {
-        fs::create_directories(output, ec);
-        if (ec || !fs::is_directory(output))
-            throw Exception("Ошибка при создании папки " + output + ".\n\n" + (ec ? ec.message() : std::string("not a folder")));
-    }
+    MakeOutputFolder(aChoices.MiText);
     TBatch batch(aChoices, aInputs, aProgress, aReport, aFileDone);
     for (const TBatchProblem& problem : aInputs.fProblems) {
         ++batch.Outcome().fFailed;

@@ -49,6 +49,17 @@ void KeepForPlugin(const std::string& aRunFolder, const std::string& aNumber, co
 
 }  // namespace
 
+std::string MakeOutputFolder(const std::string& aFolder) {
+    const std::string output = Trim(aFolder);
+    std::error_code ec;
+    if (!std::filesystem::is_directory(output, ec)) {
+        std::filesystem::create_directories(output, ec);
+        if (ec || !std::filesystem::is_directory(output))
+            throw Exception("Ошибка при создании папки " + output + ".\n\n" + (ec ? ec.message() : std::string("not a folder")));
+    }
+    return output;
+}
+
 std::string QgisRunFolder() { return TempFolder() + "tmMiniImportRun/"; }
 
 std::string NonEarthProjText(double aXmin, double aYmin, double aXmax, double aYmax) {
@@ -210,13 +221,8 @@ void ObserveJob(const TlibImportXML& aJob, bool aOk, TImportFileResult& aResult)
 TImportOutcome RunImport(TImportChoices& aChoices, TcsProgress& aProgress, const TImportReporter& aReport,
                          const TImportFileObserver& aFileDone, const THostBridge& aBridge) {
     TImportOutcome outcome;
-    const std::string output = Trim(aChoices.MiText);
+    const std::string output = MakeOutputFolder(aChoices.MiText);
     std::error_code ec;
-    if (!std::filesystem::is_directory(output, ec)) {
-        std::filesystem::create_directories(output, ec);
-        if (ec || !std::filesystem::is_directory(output))
-            throw Exception("Ошибка при создании папки " + output + ".\n\n" + (ec ? ec.message() : std::string("not a folder")));
-    }
     // The QGIS edition keeps each file of a batch apart, so that the plugin shows every one.
     const bool qgisBatch = HostMode() == 2 && aChoices.chkPacket;
     const std::string runFolder = QgisRunFolder();
