@@ -315,7 +315,7 @@ public:
         };
         fProgress.SetMax(static_cast<int64_t>(n));
         showProgress();
-        bool cancelled = false;
+        bool cancelled = false, stopped = false;
         while (told < n && (!cancelled || !running.empty())) {
             while (!cancelled && next < n && running.size() < static_cast<size_t>(aJobs)) {
                 int fds[2];
@@ -386,8 +386,10 @@ public:
                 ++finished;
                 running.erase(running.begin() + static_cast<std::ptrdiff_t>(k));
             }
-            if (!cancelled && fProgress.Cancelled()) {
-                cancelled = true;
+            // A cancel, asked here or met in a child: the others stop too, once.
+            if (!cancelled && fProgress.Cancelled()) cancelled = true;
+            if (cancelled && !stopped) {
+                stopped = true;
                 for (const TChild& c : running) ::kill(c.fPid, SIGTERM);
             }
             for (; told < n && done[told]; ++told) {
