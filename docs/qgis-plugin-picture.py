@@ -3,15 +3,18 @@ QGIS from its zip, its console opened from the Vector menu's action, and the lay
 
 Run by QGIS itself under a virtual display by scripts/qgis-plugin-screenshots (QGIS's --code
 runs this file once QGIS has started, with the plugin enabled in a profile of its own).
+With TM_BATCH set, the operator ticks "Пакетный импорт" and the one picture is
+docs/qgis-plugin-batch.png: a layer group per file of the folder.
 """
 import os
 
 import qgis.utils
 from qgis.PyQt.QtCore import QTimer
-from qgis.PyQt.QtWidgets import QApplication, QMessageBox, QPushButton
+from qgis.PyQt.QtWidgets import QApplication, QCheckBox, QMessageBox, QPushButton
 from qgis.utils import iface
 
 pictures = os.environ["TM_PICTURES"]
+batch = bool(os.environ.get("TM_BATCH"))
 # No window manager under Xvfb: the main window is given the whole screen by hand.
 iface.mainWindow().setGeometry(QApplication.primaryScreen().availableGeometry())
 state = {"console": False}
@@ -29,7 +32,10 @@ def answer_console():
             ok = top.findChild(QPushButton, "OKBtn")
             if not state["console"]:
                 state["console"] = True
-                QTimer.singleShot(1500, lambda: screen("qgis-plugin-console.png"))
+                if batch:
+                    top.findChild(QCheckBox, "chkPacket").setChecked(True)
+                else:
+                    QTimer.singleShot(1500, lambda: screen("qgis-plugin-console.png"))
                 QTimer.singleShot(2500, ok.click)
                 QTimer.singleShot(4000, answer_console)
                 return
@@ -46,7 +52,9 @@ def answer_console():
 
 def shoot_layers():
     iface.messageBar().clearWidgets()
-    screen("qgis-plugin-layers.png")
+    if batch:
+        iface.layerTreeView().expandAll()
+    screen("qgis-plugin-batch.png" if batch else "qgis-plugin-layers.png")
     os._exit(0 if state["console"] else 1)
 
 
