@@ -1,6 +1,10 @@
 #include "csClassifiers.h"
 
+#include <sys/stat.h>
+
 #include <filesystem>
+#include <map>
+#include <mutex>
 
 #include "OXmlPDOM.h"
 #include "csCommon.h"
@@ -59,7 +63,50 @@ std::string ClassifierFolder(std::string aXSDPath, int aBitness) {
     return aXSDPath;
 }
 
+namespace {
+
+// The dictionaries read by this process, by file, while the file stays as it was read: the
+// documents of a batch read each one once.
+struct TReadDictionary {
+    int64_t fModified = 0;
+    int64_t fSize = 0;
+    std::vector<TClassRec> fList;
+};
+std::mutex gReadLock;
+std::map<std::string, TReadDictionary, std::less<>>& ReadDictionaries() {
+    static std::map<std::string, TReadDictionary, std::less<>> read;
+    return read;
+}
+
+bool FileStamp(const std::string& aFile, int64_t& aModified, int64_t& aSize) {
+    struct stat st {};
+    if (::stat(aFile.c_str(), &st) != 0) return false;
+    aModified = static_cast<int64_t>(st.st_mtim.tv_sec) * 1000000000 + st.st_mtim.tv_nsec;
+    aSize = static_cast<int64_t>(st.st_size);
+    return true;
+}
+
+}  // namespace
+
 TRRClass::TRRClass(std::string aName, const std::string& aFile) : classname(std::move(aName)) {
+    int64_t modified = 0, size = 0;
+    const bool stamped = FileStamp(aFile, modified, size);
+    if (stamped) {
+        const std::lock_guard<std::mutex> lock(gReadLock);
+        const auto it = ReadDictionaries().find(aFile);
+        if (it != ReadDictionaries().end() && it->second.fModified == modified && it->second.fSize == size) {
+            fList = it->second.fList;
+            return;
+        }
+    }
+    Read(aFile);
+    if (stamped) {
+        const std::lock_guard<std::mutex> lock(gReadLock);
+        ReadDictionaries()[aFile] = TReadDictionary{modified, size, fList};
+    }
+}
+
+void TRRClass::Read(const std::string& aFile) {
     xml::TXMLDocument doc;
     doc.LoadFromFile(aFile);
     // The first node whose path of names is exactly this; the prefix is taken as written.

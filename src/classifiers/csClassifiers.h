@@ -18,7 +18,8 @@ struct TClassRec {
 class TRRClass {
 public:
     // Loads the file; raises when it cannot be read or holds no restriction at
-    // "/xs:schema/xs:simpleType/xs:restriction".
+    // "/xs:schema/xs:simpleType/xs:restriction". A file this process has read, unchanged
+    // since, is not read again.
     TRRClass(std::string aName, const std::string& aFile);
     [[nodiscard]] int Count() const noexcept { return static_cast<int>(fList.size()); }
     void Add(std::string aName, std::string aValue) { fList.push_back(TClassRec{std::move(aValue), std::move(aName)}); }
@@ -27,6 +28,8 @@ public:
     [[nodiscard]] const std::string& ClassName() const noexcept { return classname; }
 
 private:
+    void Read(const std::string& aFile);
+
     std::vector<TClassRec> fList;
     std::string classname;
 };

@@ -1,5 +1,6 @@
 #include "batch_run.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <signal.h>
@@ -136,6 +137,30 @@ bool Decode(std::string aData, TDocumentDone& aDone) {
     return true;
 }
 
+bool WriteAll(int aFd, const void* aData, size_t aSize) {
+    const char* at = static_cast<const char*>(aData);
+    while (aSize > 0) {
+        const ssize_t w = ::write(aFd, at, aSize);
+        if (w < 0 && errno == EINTR) continue;
+        if (w <= 0) return false;
+        at += w;
+        aSize -= static_cast<size_t>(w);
+    }
+    return true;
+}
+
+bool ReadAll(int aFd, void* aData, size_t aSize) {
+    char* at = static_cast<char*>(aData);
+    while (aSize > 0) {
+        const ssize_t r = ::read(aFd, at, aSize);
+        if (r < 0 && errno == EINTR) continue;
+        if (r <= 0) return false;
+        at += r;
+        aSize -= static_cast<size_t>(r);
+    }
+    return true;
+}
+
 // The list a job writes for its file, apart for each process and document, so that the
 // Documents folder's list is written once, for the whole run.
 std::string JobListFile(size_t aIndex) {
@@ -169,7 +194,7 @@ TDocumentDone ImportDocument(const TImportChoices& aChoices, const TBatchInput& 
     ConfigureJob(job, choices, aProgress,
                  [&done](TImportMessageLevel aLevel, const std::string& aText) { done.fMessages.emplace_back(static_cast<int>(aLevel), aText); });
     job.fXMLName = aInput.fEntries.empty() ? aInput.fPath : aInput.fName;
-    if (!aInput.fEntries.empty()) job.fXMLData = std::string_view(data);
+    if (!aInput.fEntries.empty()) job.fXMLData = std::move(data);
     job.fResultListFile = JobListFile(aIndex);
     try {
         const bool ok = job.Execute();
@@ -297,115 +322,172 @@ public:
         }
     }
 
-    // aJobs documents at once, each in a child process that sends back what it did.
+    // aJobs worker processes, each importing one document after another as it is handed them
+    // (so that, like a run here, it keeps its memory warm from one document to the next) and
+    // sending back what each did. A worker that dies fails its document and is replaced.
     void RunApart(int aJobs) {
-        struct TChild {
-            pid_t fPid;
-            int fFd;
-            size_t fIndex;
+        struct TWorker {
+            pid_t fPid = -1;
+            int fTo = -1;    // the indexes of the documents it is to import
+            int fFrom = -1;  // what it did
+            std::optional<size_t> fIndex;  // the document it works on
             std::string fData;
         };
         const size_t n = fInputs.fInputs.size();
         std::vector<std::optional<TDocumentDone>> done(n);
-        std::vector<TChild> running;
+        std::vector<TWorker> workers;
         size_t next = 0, told = 0, finished = 0;
+        bool cancelled = false, stopped = false;
         auto showProgress = [&] {
             fProgress.SetText("Импорт: " + std::to_string(finished) + " из " + std::to_string(n) + " файлов");
             fProgress.SetPos(static_cast<int64_t>(finished));
         };
+        auto start = [&]() -> bool {
+            int to[2], from[2];
+            if (::pipe2(to, O_CLOEXEC) != 0) return false;
+            if (::pipe2(from, O_CLOEXEC) != 0) {
+                ::close(to[0]);
+                ::close(to[1]);
+                return false;
+            }
+            std::fflush(nullptr);
+            const pid_t parent = ::getpid();
+            const pid_t pid = ::fork();
+            if (pid < 0) {
+                for (int fd : {to[0], to[1], from[0], from[1]}) ::close(fd);
+                return false;
+            }
+            if (pid == 0) {
+                // The worker: Ctrl-C ends it at once, the parent tells the cancel; it never
+                // outlives the run.
+                ::signal(SIGINT, SIG_DFL);
+                ::signal(SIGPIPE, SIG_DFL);
+                ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+                if (::getppid() != parent) ::_exit(1);
+                for (const TWorker& w : workers) {
+                    ::close(w.fTo);
+                    ::close(w.fFrom);
+                }
+                ::close(to[1]);
+                ::close(from[0]);
+                uint64_t index = 0;
+                while (ReadAll(to[0], &index, sizeof index) && index < n) {
+                    const std::string bytes = Encode(ImportDocument(fChoices, fInputs.fInputs[index], FolderOf(index), index, nullptr));
+                    const uint64_t size = bytes.size();
+                    if (!WriteAll(from[1], &size, sizeof size) || !WriteAll(from[1], bytes.data(), bytes.size())) ::_exit(1);
+                }
+                ::_exit(0);
+            }
+            ::close(to[0]);
+            ::close(from[1]);
+            TWorker w;
+            w.fPid = pid;
+            w.fTo = to[1];
+            w.fFrom = from[0];
+            workers.push_back(std::move(w));
+            return true;
+        };
+        auto end = [&](TWorker& w) {
+            ::close(w.fTo);
+            ::close(w.fFrom);
+            int status = 0;
+            while (::waitpid(w.fPid, &status, 0) < 0 && errno == EINTR) {
+            }
+            return status;
+        };
+        // A worker that died is told by its pipe's end, not by a signal to this process.
+        struct TIgnorePipe {
+            struct sigaction fOld {};
+            TIgnorePipe() {
+                struct sigaction ignore {};
+                ignore.sa_handler = SIG_IGN;
+                sigaction(SIGPIPE, &ignore, &fOld);
+            }
+            ~TIgnorePipe() { sigaction(SIGPIPE, &fOld, nullptr); }
+        } ignorePipe;
         fProgress.SetMax(static_cast<int64_t>(n));
         showProgress();
-        bool cancelled = false, stopped = false;
-        while (told < n && (!cancelled || !running.empty())) {
-            while (!cancelled && next < n && running.size() < static_cast<size_t>(aJobs)) {
-                int fds[2];
-                if (::pipe(fds) != 0) throw Exception(std::string("pipe: ") + std::strerror(errno));
-                std::fflush(nullptr);
-                const pid_t parent = ::getpid();
-                const pid_t pid = ::fork();
-                if (pid < 0) {
-                    ::close(fds[0]);
-                    ::close(fds[1]);
-                    if (running.empty()) throw Exception(std::string("fork: ") + std::strerror(errno));
-                    break;  // no more processes for now: go on with those there are
-                }
-                if (pid == 0) {
-                    // The child: Ctrl-C ends it at once; the parent tells the cancel.
-                    ::signal(SIGINT, SIG_DFL);
-                    ::prctl(PR_SET_PDEATHSIG, SIGTERM);  // and it never outlives the run
-                    if (::getppid() != parent) ::_exit(1);
-                    ::close(fds[0]);
-                    for (const TChild& c : running) ::close(c.fFd);
-                    TDocumentDone one = ImportDocument(fChoices, fInputs.fInputs[next], FolderOf(next), next, nullptr);
-                    const std::string bytes = Encode(one);
-                    size_t at = 0;
-                    while (at < bytes.size()) {
-                        const ssize_t w = ::write(fds[1], bytes.data() + at, bytes.size() - at);
-                        if (w < 0 && errno == EINTR) continue;
-                        if (w <= 0) ::_exit(1);
-                        at += static_cast<size_t>(w);
-                    }
-                    ::_exit(0);
-                }
-                ::close(fds[1]);
-                running.push_back({pid, fds[0], next, {}});
-                ++next;
+        for (int i = 0; i < aJobs && static_cast<size_t>(i) < n; ++i)
+            if (!start()) break;
+        if (workers.empty()) throw Exception(std::string("fork: ") + std::strerror(errno));
+        const size_t wanted = workers.size();
+        while (told < n) {
+            // Work for the idle workers.
+            for (TWorker& w : workers) {
+                if (cancelled || next >= n) break;
+                if (w.fIndex) continue;
+                const uint64_t index = next;
+                if (!WriteAll(w.fTo, &index, sizeof index)) continue;  // it died: its end is read below
+                w.fIndex = next++;
             }
             std::vector<pollfd> fds;
-            for (const TChild& c : running) fds.push_back({c.fFd, POLLIN, 0});
-            if (!fds.empty() && ::poll(fds.data(), fds.size(), 100) < 0 && errno != EINTR)
+            for (const TWorker& w : workers) fds.push_back({w.fFrom, POLLIN, 0});
+            if (fds.empty()) break;
+            if (::poll(fds.data(), fds.size(), 100) < 0 && errno != EINTR)
                 throw Exception(std::string("poll: ") + std::strerror(errno));
             for (size_t k = fds.size(); k-- > 0;) {
                 if (!(fds[k].revents & (POLLIN | POLLHUP | POLLERR))) continue;
-                TChild& c = running[k];
+                TWorker& w = workers[k];
                 char buffer[65536];
-                const ssize_t got = ::read(c.fFd, buffer, sizeof buffer);
+                const ssize_t got = ::read(w.fFrom, buffer, sizeof buffer);
                 if (got < 0 && errno == EINTR) continue;
                 if (got > 0) {
-                    c.fData.append(buffer, static_cast<size_t>(got));
+                    w.fData.append(buffer, static_cast<size_t>(got));
+                    // Whole messages: a size, then the bytes.
+                    uint64_t size = 0;
+                    while (w.fData.size() >= sizeof size) {
+                        std::memcpy(&size, w.fData.data(), sizeof size);
+                        if (w.fData.size() - sizeof size < size) break;
+                        TDocumentDone one;
+                        const bool read = Decode(w.fData.substr(sizeof size, size), one);
+                        w.fData.erase(0, sizeof size + size);
+                        if (!w.fIndex) continue;
+                        if (!read) {
+                            one = TDocumentDone{};
+                            one.fResult.fFile = fInputs.fInputs[*w.fIndex].fName;
+                            one.fResult.fFailure = "the import of this document sent back no result";
+                        }
+                        if (one.fCancelled) cancelled = true;
+                        done[*w.fIndex] = std::move(one);
+                        w.fIndex.reset();
+                        ++finished;
+                    }
                     continue;
                 }
-                ::close(c.fFd);
-                int status = 0;
-                while (::waitpid(c.fPid, &status, 0) < 0 && errno == EINTR) {
-                }
-                TDocumentDone one;
-                if (!Decode(std::move(c.fData), one) || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-                    one = TDocumentDone{};
-                    one.fResult.fFile = fInputs.fInputs[c.fIndex].fName;
-                    if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGTERM)) {
-                        one.fCancelled = true;
-                    } else {
+                // The worker has ended: what it was doing ends with it.
+                const int status = end(w);
+                if (w.fIndex) {
+                    TDocumentDone one;
+                    one.fResult.fFile = fInputs.fInputs[*w.fIndex].fName;
+                    if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGTERM))
+                        one.fCancelled = cancelled = true;
+                    else
                         one.fResult.fFailure = WIFSIGNALED(status)
                                                    ? "the import of this document ended with signal " + std::to_string(WTERMSIG(status))
                                                    : "the import of this document ended without its result";
-                    }
+                    done[*w.fIndex] = std::move(one);
+                    ++finished;
                 }
-                if (one.fCancelled) cancelled = true;
-                done[c.fIndex] = std::move(one);
-                ++finished;
-                running.erase(running.begin() + static_cast<std::ptrdiff_t>(k));
+                workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(k));
             }
-            // A cancel, asked here or met in a child: the others stop too, once.
+            // A worker lost with work left is replaced.
+            while (!cancelled && next < n && workers.size() < wanted)
+                if (!start()) break;
+            // A cancel, asked here or met in a worker: the others stop too, once.
             if (!cancelled && fProgress.Cancelled()) cancelled = true;
             if (cancelled && !stopped) {
                 stopped = true;
-                for (const TChild& c : running) ::kill(c.fPid, SIGTERM);
+                for (const TWorker& w : workers) ::kill(w.fPid, SIGTERM);
             }
-            for (; told < n && done[told]; ++told) {
-                if (done[told]->fCancelled) break;
-                Tell(told, *done[told]);
-            }
+            for (; told < n && done[told] && !done[told]->fCancelled; ++told) Tell(told, *done[told]);
             if (told < n && done[told] && done[told]->fCancelled) break;
+            if (cancelled && workers.empty()) break;
             showProgress();
         }
-        // A cancel: the children still running are stopped, and nothing of what was not told stays.
-        for (const TChild& c : running) {
-            ::kill(c.fPid, SIGTERM);
-            ::close(c.fFd);
-            int status = 0;
-            while (::waitpid(c.fPid, &status, 0) < 0 && errno == EINTR) {
-            }
+        // The end: idle workers see their pipe close and leave; on a cancel they are stopped.
+        for (TWorker& w : workers) {
+            if (cancelled) ::kill(w.fPid, SIGTERM);
+            end(w);
         }
         if (told < n) {
             fOutcome.fCancelled = true;

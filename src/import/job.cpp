@@ -123,7 +123,13 @@ bool TlibImportXML::Execute() {
             FProgress->SetMax(static_cast<int64_t>(ec ? 0 : size));
             FNTDoc->OnProgress = [this](xml::TXMLDocument&, int, int64_t, int64_t aPosition) { ShowProgressOxml(aPosition); };
         }
-        const bool loaded = fXMLData ? FNTDoc->LoadFromBuffer(fXMLData->data(), fXMLData->size()) : FNTDoc->LoadFromFile(fXMLName);
+        bool loaded = false;
+        if (fXMLData) {
+            loaded = FNTDoc->LoadFromText(std::move(*fXMLData));
+            fXMLData.emplace();  // taken: an empty text stands for it
+        } else {
+            loaded = FNTDoc->LoadFromFile(fXMLName);
+        }
         if (!loaded) fLoadError = FNTDoc->ParseError();
         if (Cancelled()) {
             finish();

@@ -337,9 +337,9 @@ public:
 
     // --- the choices of the console
     std::string fXMLName;
-    // The document itself when it was read from elsewhere (a zip archive): loaded from here,
-    // and fXMLName only names it. Not owned; it lives until Execute returns.
-    std::optional<std::string_view> fXMLData;
+    // The document itself when it was read from elsewhere (a zip archive): loaded from here
+    // (Execute takes it), and fXMLName only names it.
+    std::optional<std::string> fXMLData;
     // Where the list of this file's tables goes; empty for the usual place (ResultListPath).
     std::string fResultListFile;
     int32_t fOutputType = 0;

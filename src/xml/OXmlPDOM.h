@@ -296,6 +296,8 @@ public:
     // file cannot be opened (or when the reader's error handling is ehRaise).
     bool LoadFromFile(const std::string& aFileName, int aForcedCodePage = 0);
     bool LoadFromBuffer(const void* aData, size_t aSize, int aForcedCodePage = 0);
+    // The text is given away: a UTF-8 document is read without a copy of it.
+    bool LoadFromText(std::string&& aText, int aForcedCodePage = 0);
     bool LoadFromStream(std::istream& aStream, int aForcedCodePage = 0);
     // Text that is already UTF-8: its declaration does not change the encoding.
     bool LoadFromXML(std::string_view aXML);

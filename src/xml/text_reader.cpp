@@ -124,6 +124,27 @@ void TOTextReader::OpenBuffer(const void* aData, size_t aSize, int aForcedCodePa
     Decode(static_cast<const char*>(aData), aSize, aForcedCodePage, aDefaultCodePage);
 }
 
+void TOTextReader::OpenText(std::string&& aText, int aForcedCodePage, int aDefaultCodePage) {
+    Close();
+    fRawSize = static_cast<int64_t>(aText.size());
+    const Mark mark = aForcedCodePage ? Mark{0, 0} : DetectBOM(aText.data(), aText.size());
+    const int cp = aForcedCodePage ? aForcedCodePage
+                                   : (mark.fCodePage ? mark.fCodePage
+                                                     : ChooseCodePage(aText.data() + mark.fLength, aText.size() - mark.fLength,
+                                                                      aDefaultCodePage, ReadDeclaredEncoding));
+    if (cp != kCodePageUTF8) {
+        Decode(aText.data(), aText.size(), aForcedCodePage, aDefaultCodePage);
+        return;
+    }
+    fDecoded = std::move(aText);
+    fBOMFound = mark.fCodePage != 0;
+    fRawOffset = static_cast<int64_t>(mark.fLength);
+    fCodePage = kCodePageUTF8;
+    fBegin = fDecoded.c_str() + mark.fLength;  // c_str() ends in the zero byte the scanners stop at
+    fEnd = fDecoded.c_str() + fDecoded.size();
+    fReleased = fBegin;
+}
+
 void TOTextReader::OpenFile(const std::string& aFileName, int aForcedCodePage, int aDefaultCodePage) {
     Close();
     const int fd = open(aFileName.c_str(), O_RDONLY | O_CLOEXEC);

@@ -20,6 +20,8 @@ public:
     // Raises EOXmlException when the file cannot be opened. aForcedCodePage 0 detects.
     void OpenFile(const std::string& aFileName, int aForcedCodePage, int aDefaultCodePage);
     void OpenBuffer(const void* aData, size_t aSize, int aForcedCodePage, int aDefaultCodePage);
+    // The text given away to the reader: UTF-8 is read where it lies, without a copy.
+    void OpenText(std::string&& aText, int aForcedCodePage, int aDefaultCodePage);
 
     [[nodiscard]] const char* Begin() const noexcept { return fBegin; }
     [[nodiscard]] const char* End() const noexcept { return fEnd; }

@@ -276,6 +276,13 @@ bool TXMLDocument::LoadFromBuffer(const void* aData, size_t aSize, int aForcedCo
     return Load(reader, fBlankDocumentNode);
 }
 
+bool TXMLDocument::LoadFromText(std::string&& aText, int aForcedCodePage) {
+    Clear();
+    TXMLReader reader(fReaderSettings);
+    reader.InitText(std::move(aText), aForcedCodePage, 65001);
+    return Load(reader, fBlankDocumentNode);
+}
+
 bool TXMLDocument::LoadFromStream(std::istream& aStream, int aForcedCodePage) {
     const std::string data((std::istreambuf_iterator<char>(aStream)), std::istreambuf_iterator<char>());
     return LoadFromBuffer(data.data(), data.size(), aForcedCodePage);

@@ -131,6 +131,13 @@ void TXMLReader::InitFile(const std::string& aFileName, int aForcedCodePage, int
     fEnd = fText.End();
 }
 
+void TXMLReader::InitText(std::string&& aText, int aForcedCodePage, int aDefaultCodePage) {
+    fText.ReadDeclaredEncoding = fSettings.RecognizeXMLDeclaration;
+    fText.OpenText(std::move(aText), aForcedCodePage, aDefaultCodePage);
+    fPos = fText.Begin();
+    fEnd = fText.End();
+}
+
 void TXMLReader::InitBuffer(const void* aData, size_t aSize, int aForcedCodePage, int aDefaultCodePage) {
     fText.ReadDeclaredEncoding = fSettings.RecognizeXMLDeclaration;
     fText.OpenBuffer(aData, aSize, aForcedCodePage, aDefaultCodePage);

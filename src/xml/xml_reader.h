@@ -93,6 +93,8 @@ public:
 
     void InitFile(const std::string& aFileName, int aForcedCodePage = 0, int aDefaultCodePage = 65001);
     void InitBuffer(const void* aData, size_t aSize, int aForcedCodePage = 0, int aDefaultCodePage = 65001);
+    // The text is given away to the reader, which reads UTF-8 where it lies.
+    void InitText(std::string&& aText, int aForcedCodePage = 0, int aDefaultCodePage = 65001);
 
     // The next token, or false at the end of the stream or after a parse error.
     bool ReadNextToken(const TXMLReaderToken** aToken);

@@ -126,3 +126,18 @@ TEST(Classifier, TheRealDictionaries) {
     EXPECT_EQ(list.GetKlassString("Категории земель", "003002000000"), "Земли населённых пунктов");
     EXPECT_FALSE(list.GetKlassString("Единицы измерения АИС", "055").empty());
 }
+
+// A dictionary is read once a process, and again when its file changes: a batch reads each
+// file once, and an edited file is never answered from the old reading.
+TEST(Classifier, ADictionaryIsReadAgainOnlyWhenItsFileChanges) {
+    Folder f;
+    const std::string file = f.Write("d.xsd", Schema(Enum("1", "Один")));
+    EXPECT_EQ(TRRClass("d", file).GetByValue("1"), "Один");
+    EXPECT_EQ(TRRClass("d", file).GetByValue("1"), "Один");
+    f.Write("d.xsd", Schema(Enum("1", "Первый") + Enum("2", "Два")));
+    const TRRClass changed("d", file);
+    EXPECT_EQ(changed.GetByValue("1"), "Первый");
+    EXPECT_EQ(changed.Count(), 2);
+    fs::remove(file);
+    EXPECT_THROW(TRRClass("d", file), std::exception);
+}

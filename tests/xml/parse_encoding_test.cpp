@@ -161,3 +161,24 @@ TEST(ParseEncoding, UTF16WithoutMark) {
     ASSERT_TRUE(Load(lying, "<?xml version=\"1.0\" encoding=\"UTF-16\"?><a>Дом</a>"));
     EXPECT_EQ(lying.DocumentElement()->Text(), "Дом");
 }
+
+// A text given away to the document reads as the same bytes lent to it: UTF-8 in place, with
+// or without a mark, and other encodings decoded.
+TEST(ParseEncoding, AGivenTextReadsAsALentOne) {
+    const std::string texts[] = {
+        "<a>Дом</a>",
+        "\xEF\xBB\xBF<a>Дом</a>",
+        "<?xml version=\"1.0\" encoding=\"windows-1251\"?><a>\xC4\xEE\xEC</a>",
+        Utf16("<a>Дом</a>", false, true),
+    };
+    for (const std::string& text : texts) {
+        TXMLDocument lent, given;
+        ASSERT_TRUE(lent.LoadFromBuffer(text.data(), text.size()));
+        ASSERT_TRUE(given.LoadFromText(std::string(text)));
+        EXPECT_EQ(given.DocumentElement()->Text(), "Дом");
+        EXPECT_EQ(given.DocumentElement()->Text(), lent.DocumentElement()->Text());
+    }
+    TXMLDocument broken;
+    EXPECT_FALSE(broken.LoadFromText(std::string("<a><b></a>")));
+    EXPECT_FALSE(broken.ParseError()->Reason.empty());
+}
