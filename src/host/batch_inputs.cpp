@@ -3,6 +3,7 @@
 #include <zip.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <memory>
 
@@ -47,6 +48,7 @@ public:
     TZip& operator=(TZip&& aOther) noexcept {
         fZip = std::move(aOther.fZip);
         fData = std::move(aOther.fData);
+        fBytes = aOther.fBytes;
         return *this;
     }
     static TZip OpenFile(const std::string& aPath) {
@@ -54,11 +56,14 @@ public:
         int code = 0;
         zip.fZip.reset(zip_open(aPath.c_str(), ZIP_RDONLY, &code));
         if (!zip.fZip) throw EZipProblem("damaged zip archive: " + ErrorText(code));
+        std::error_code ec;
+        zip.fBytes = std::filesystem::file_size(aPath, ec);
         return zip;
     }
     static TZip OpenData(std::string aData) {
         TZip zip;
         zip.fData = std::make_unique<std::string>(std::move(aData));
+        zip.fBytes = zip.fData->size();
         zip_error_t error;
         zip_error_init(&error);
         zip_source_t* source = zip_source_buffer_create(zip.fData->data(), zip.fData->size(), 0, &error);
@@ -88,6 +93,7 @@ public:
         if ((st.valid & ZIP_STAT_ENCRYPTION_METHOD) && st.encryption_method != ZIP_EM_NONE)
             return "encrypted; entries with a password are not read";
         if (!(st.valid & ZIP_STAT_SIZE) || !(st.valid & ZIP_STAT_COMP_SIZE)) return "damaged zip archive: the entry has no size";
+        if (st.comp_size > fBytes) return "damaged zip archive: the entry is packed larger than the archive";
         if (st.size > kZipEntryLimit)
             return "would inflate to " + SizeText(st.size) + ", beyond the limit of " + SizeText(kZipEntryLimit) +
                    "; refused as a zip bomb";
@@ -98,7 +104,8 @@ public:
     }
 
     // The whole entry. It may not grow beyond the size its header gives, which the limits
-    // were checked against, and its checksum must hold.
+    // were checked against, and its checksum must hold. The text grows as it is inflated, so
+    // that a header that lies about its size costs no more than the bytes really there.
     [[nodiscard]] std::string Read(zip_uint64_t aIndex) const {
         if (std::string refusal = Refusal(aIndex); !refusal.empty()) throw EZipProblem(refusal);
         zip_stat_t st;
@@ -106,18 +113,18 @@ public:
         zip_stat_index(fZip.get(), aIndex, 0, &st);
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> file(zip_fopen_index(fZip.get(), aIndex, 0), zip_fclose);
         if (!file) throw EZipProblem("damaged zip archive: " + std::string(zip_strerror(fZip.get())));
-        std::string data(static_cast<size_t>(st.size), '\0');
-        size_t done = 0;
-        while (done < data.size()) {
-            const zip_int64_t got = zip_fread(file.get(), data.data() + done, data.size() - done);
+        std::string data;
+        data.reserve(static_cast<size_t>(std::min<zip_uint64_t>(st.size, kZipReserveLimit)));
+        char chunk[1 << 16];
+        for (;;) {
+            const zip_int64_t got = zip_fread(file.get(), chunk, sizeof chunk);
             if (got < 0) throw EZipProblem("damaged zip archive: " + std::string(zip_file_strerror(file.get())));
-            if (got == 0) throw EZipProblem("damaged zip archive: the entry ends before its size");
-            done += static_cast<size_t>(got);
+            if (got == 0) break;
+            if (data.size() + static_cast<size_t>(got) > st.size)
+                throw EZipProblem("damaged zip archive: the entry is longer than its header says");
+            data.append(chunk, static_cast<size_t>(got));
         }
-        char extra = 0;
-        const zip_int64_t more = zip_fread(file.get(), &extra, 1);
-        if (more < 0) throw EZipProblem("damaged zip archive: " + std::string(zip_file_strerror(file.get())));
-        if (more > 0) throw EZipProblem("damaged zip archive: the entry is longer than its header says");
+        if (data.size() != st.size) throw EZipProblem("damaged zip archive: the entry ends before its size");
         return data;
     }
 
@@ -133,6 +140,7 @@ public:
 
 private:
     std::unique_ptr<std::string> fData;  // apart, so that a move leaves the source's bytes where they are
+    uint64_t fBytes = 0;                  // the archive's own size
     std::unique_ptr<zip_t, TZipDiscard> fZip;
 };
 

@@ -36,6 +36,8 @@ inline constexpr uint64_t kZipEntryLimit = 4ULL << 30;
 inline constexpr uint64_t kZipRatioLimit = 1000;
 inline constexpr uint64_t kZipRatioFloor = 64ULL << 20;
 inline constexpr int kZipDepthLimit = 8;
+// Room made at once for an entry's text; beyond it the text grows as it is inflated.
+inline constexpr uint64_t kZipReserveLimit = 1ULL << 30;
 
 // Why an archive's entry cannot be read.
 class EZipProblem : public std::runtime_error {
