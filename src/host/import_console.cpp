@@ -164,41 +164,41 @@ std::string FailureReason(const TImportFileResult& r) {
     return {};
 }
 
-void ConfigureJob(TlibImportXML& job, const TImportChoices& aChoices, TcsProgress* aProgress, const TImportReporter& aReport) {
+void ConfigureJob(TlibImportXML& aJob, const TImportChoices& aChoices, TcsProgress* aProgress, const TImportReporter& aReport) {
     std::error_code ec;
     if (HostMode() == 2) {
-        job.qgisPath = TempFolder();
-        std::filesystem::create_directories(job.qgisPath, ec);
+        aJob.qgisPath = TempFolder();
+        std::filesystem::create_directories(aJob.qgisPath, ec);
     }
-    job.fOutputType = 1;
-    job.fOutputFile = aChoices.MiText;
-    job.chkBounds = aChoices.chkBounds;
-    job.miCoordSys = HostMode() == 2 ? "CoordSys NonEarth Units \"m\" Bounds (-10000000,-10000000) (10000000,10000000)"
+    aJob.fOutputType = 1;
+    aJob.fOutputFile = aChoices.MiText;
+    aJob.chkBounds = aChoices.chkBounds;
+    aJob.miCoordSys = HostMode() == 2 ? "CoordSys NonEarth Units \"m\" Bounds (-10000000,-10000000) (10000000,10000000)"
                                      : aChoices.ProjText;
-    job.fClearType = 1;
-    job.fReversXY = false;
-    job.ispacket = aChoices.chkPacket;
-    job.fWriteObj = aChoices.chkObj;
-    job.fWriteCenter = aChoices.chkCenter;
-    job.fWriteParcels = aChoices.chkParcel;
-    job.fWriteZones = aChoices.chkZone;
-    job.fWriteBounds = aChoices.chkBound;
-    job.fWriteStyle = aChoices.TableFormat == TImportChoices::TTableFormat::Mif ? 0 : 2;
-    job.FProgress = aProgress;
-    job.XSDPath = aChoices.XSDPath;
-    job.AppDir = aChoices.AppPath;
-    job.csXmin = aChoices.fXmin;
-    job.csYmin = aChoices.fYmin;
-    job.csXmax = aChoices.fXmax;
-    job.csYmax = aChoices.fYmax;
-    job.fPoints = aChoices.cmbPoints;
+    aJob.fClearType = 1;
+    aJob.fReversXY = false;
+    aJob.ispacket = aChoices.chkPacket;
+    aJob.fWriteObj = aChoices.chkObj;
+    aJob.fWriteCenter = aChoices.chkCenter;
+    aJob.fWriteParcels = aChoices.chkParcel;
+    aJob.fWriteZones = aChoices.chkZone;
+    aJob.fWriteBounds = aChoices.chkBound;
+    aJob.fWriteStyle = aChoices.TableFormat == TImportChoices::TTableFormat::Mif ? 0 : 2;
+    aJob.FProgress = aProgress;
+    aJob.XSDPath = aChoices.XSDPath;
+    aJob.AppDir = aChoices.AppPath;
+    aJob.csXmin = aChoices.fXmin;
+    aJob.csYmin = aChoices.fYmin;
+    aJob.csXmax = aChoices.fXmax;
+    aJob.csYmax = aChoices.fYmax;
+    aJob.fPoints = aChoices.cmbPoints;
     // Every job loads the classifiers again and tells each one that is missing.
-    job.OnMessage = [aReport](const std::string& aText) {
+    aJob.OnMessage = [aReport](const std::string& aText) {
         if (aReport) aReport(TImportMessageLevel::Notice, aText);
     };
     if (aChoices.cmbPoints == 2)
         for (const std::string& line : aChoices.txtCn)
-            if (!Trim(line).empty()) job.arrCn.push_back(Trim(line));
+            if (!Trim(line).empty()) aJob.arrCn.push_back(Trim(line));
 }
 
 void ObserveJob(const TlibImportXML& aJob, bool aOk, TImportFileResult& aResult) {
