@@ -129,8 +129,8 @@ public:
     }
 
     // The first bytes of an entry, enough to tell an archive; empty when they cannot be read.
+    // Asked only of an entry that may be read.
     [[nodiscard]] std::string Head(zip_uint64_t aIndex) const {
-        if (!Refusal(aIndex).empty()) return {};
         std::unique_ptr<zip_file_t, int (*)(zip_file_t*)> file(zip_fopen_index(fZip.get(), aIndex, 0), zip_fclose);
         if (!file) return {};
         char head[4];
@@ -159,10 +159,12 @@ bool ListArchive(const TZip& aZip, const TBatchInput& aArchive, int aDepth, TBat
         entry.fName += "/" + name;
         entry.fRelative += "/" + SafeRelativePath(name);
         const bool xml = EndsWithNoCase(name, ".xml");
-        const std::string head = aZip.Head(index);
+        // Each entry is looked at once: why it may not be read, else its first bytes.
+        const std::string refusal = aZip.Refusal(index);
+        const std::string head = refusal.empty() ? aZip.Head(index) : std::string();
         if (xml && !IsZipData(head)) {
             any = true;
-            if (std::string refusal = aZip.Refusal(index); !refusal.empty())
+            if (!refusal.empty())
                 aOut.fProblems.push_back({entry.fName, refusal});
             else
                 aOut.fInputs.push_back(std::move(entry));
