@@ -19,6 +19,7 @@
 #include "csGrParcel.h"
 #include "csMapinfoTab.h"
 #include "csProgress.h"
+#include "csSpatialRings.h"
 #include "csVariant.h"
 
 namespace tmi {
@@ -184,7 +185,7 @@ struct TXMLParcel {
 // Error codes of fImpError.
 enum : int32_t { kImpErrorNoFile = 2, kImpErrorForbiddenDocument = 3, kImpErrorNoRoot = 4 };
 
-class TlibImportXML {
+class TlibImportXML : private TcsSpatialRingEvents {
 public:
     TlibImportXML();
     ~TlibImportXML();
@@ -242,10 +243,9 @@ public:
     TGrParcelRef ReadContoursNew(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound);
     TGrParcelRef ReadContoursPrefixed(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound);
     void ReadGeometryContour(xml::PXMLNode aNode, TcsGeometry& aGeometry);
-    TGrParcelRef SortContours();
     int32_t AddPointDecl(const std::string& aNpt, const std::string& aNpt2, const std::string& aKnuch, int32_t aStatus,
                          double aDelta, double aY, double aX);
-    void ClearSPList() { SPList.clear(); }
+    void ClearSPList() { fRings.Clear(); }
 
     // --- geometry clauses
     void WriteGrParcel(TGrParcel& aParcel, bool aAsRegion);
@@ -424,12 +424,7 @@ public:
     TClassList fClassList;
 
     // --- spatial state
-    struct SPListEntry {
-        TGrContRef fCont;
-        int32_t fFlag = 1;  // 0 on the entry of the largest ring
-    };
-    std::vector<SPListEntry> SPList;
-    int32_t fcont = 0, fes = 0, freg = 0;
+    TcsSpatialRings fRings{this};
     TPointRad fPointRad;
     bool fWriteRad = false;
     std::string NumbPp;
@@ -451,8 +446,11 @@ private:
 
     void ShowElementProgress();
     void ShowContourProgress();
-    TGrParcelRef ReadEntitySpatialNewFamily(xml::PXMLNode aNode, bool aCheckClosed, bool aPrefixed);
-    TGrParcelRef ReadContoursNewFamily(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound, bool aPrefixed);
+    bool SpatialElement(int aIndex, int aCount) override;
+    bool ContourListItem(int aIndex, int aCount) override;
+    bool ContourFound(xml::PXMLNode aContour, bool aShowProgress) override;
+    void ContourListEnd(int aCount, bool aShowProgress) override;
+    void Ordinate(double aX, double aY, xml::PXMLNode aOrdinate) override;
     void DecidePointNumbering(xml::PXMLNode aRing);
     void Extremes(double aX, double aY, bool aRect);
 

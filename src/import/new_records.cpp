@@ -268,7 +268,7 @@ void TlibImportXML::ReadLandRecord(xml::PXMLNode aNode) {
                 EACH_CHILD(k, list) contours += Is(k, "contour") ? 1 : 0;
             }
             if (contours > 0) {
-                fcont = fes = freg = 0;
+                fRings.fcont = fRings.fes = fRings.freg = 0;
                 TGrParcelRef g = ReadContoursNew(c, true, true, p.IsGraphic);
                 if (Cancelled()) return;
                 if (RewriteXML) p.Obj = g;

@@ -70,11 +70,7 @@ double TlibImportXML::FloatText(PXMLNode aNode) {
     return TryStrToFloat(aNode->Text(), v) ? v : 0;
 }
 
-std::string TlibImportXML::ChildTextLike(PXMLNode aNode, std::string_view aName) {
-    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
-        if (Has(c, aName)) return c->Text();
-    return {};
-}
+std::string TlibImportXML::ChildTextLike(PXMLNode aNode, std::string_view aName) { return ChildTextContaining(aNode, aName); }
 
 std::string TlibImportXML::ChildTextIs(PXMLNode aNode, std::string_view aName) {
     for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
@@ -101,13 +97,7 @@ std::string TlibImportXML::DeepChildText(PXMLNode aNode, std::string_view aName)
     return {};
 }
 
-double TlibImportXML::LooseFloat(std::string_view aText) {
-    std::string text = Trim(aText);
-    if (text.empty()) return 0;
-    std::replace(text.begin(), text.end(), ',', '.');
-    double v = 0;
-    return TryStrToFloat(text, v) ? v : 0;
-}
+double TlibImportXML::LooseFloat(std::string_view aText) { return SpatialFloat(aText); }
 
 // ---------------------------------------------------------------------------------------------
 // Progress and points
@@ -238,11 +228,11 @@ TGrParcelRef TlibImportXML::ReadEntitySpatial(PXMLNode aNode) {
             }
         }
         if (RewriteXML) {
-            SPList.push_back(SPListEntry{cont, 1});
+            fRings.SPList.push_back(TcsSpatialRings::TEntry{cont, 1});
             const double area = ContourArea(*cont);
             if (area > largest) {
                 largest = area;
-                largestIndex = static_cast<int>(SPList.size()) - 1;
+                largestIndex = static_cast<int>(fRings.SPList.size()) - 1;
             }
         }
     }
@@ -250,13 +240,13 @@ TGrParcelRef TlibImportXML::ReadEntitySpatial(PXMLNode aNode) {
     TGrParcelRef parcel;
     if (rings < 2) {
         // An element with no ring has no first entry to take.
-        if (SPList.empty()) throw xml::EListError();
-        SPList[0].fCont->IsInternal = false;
+        if (fRings.SPList.empty()) throw xml::EListError();
+        fRings.SPList[0].fCont->IsInternal = false;
         parcel = std::make_shared<TGrParcel>();
-        parcel->Add(SPList[0].fCont);
+        parcel->Add(fRings.SPList[0].fCont);
     } else {
-        SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
-        parcel = SortContours();
+        fRings.SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+        parcel = fRings.SortContours();
     }
     ClearSPList();
     return parcel;
@@ -282,20 +272,20 @@ TGrParcelRef TlibImportXML::ReadEntitySpatialPlain(PXMLNode aNode, bool aSortRin
             }
         }
         if (RewriteXML) {
-            SPList.push_back(SPListEntry{cont, 1});
+            fRings.SPList.push_back(TcsSpatialRings::TEntry{cont, 1});
             last = cont;
             const double area = ContourArea(*cont);
             if (area > largest) {
                 largest = area;
-                largestIndex = static_cast<int>(SPList.size()) - 1;
+                largestIndex = static_cast<int>(fRings.SPList.size()) - 1;
             }
         }
     }
     if (!RewriteXML) return nullptr;
     TGrParcelRef parcel;
     if (aSortRings && rings >= 2) {
-        SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
-        parcel = SortContours();
+        fRings.SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+        parcel = fRings.SortContours();
     } else {
         // Only the last ring read counts.
         if (!last) throw xml::EListError();
@@ -362,212 +352,69 @@ TGrParcelRef TlibImportXML::ReadContours(PXMLNode aNode) {
     return read > 0 ? merged : nullptr;
 }
 
-TGrParcelRef TlibImportXML::SortContours() {
-    auto parcel = std::make_shared<TGrParcel>();
-    for (SPListEntry& entry : SPList) {
-        TGrCont& c = *entry.fCont;
-        c.IsInternal = false;
-        c.cont = fcont;
-        c.es = fes;
-        c.reg = freg;
-        for (const SPListEntry& other : SPList)
-            if (&other != &entry && ContourInContour(*other.fCont, c)) {
-                c.IsInternal = true;
-                break;
-            }
-    }
-    for (const SPListEntry& e : SPList)
-        if (!e.fCont->IsInternal) parcel->Add(e.fCont);
-    for (const SPListEntry& e : SPList)
-        if (e.fCont->IsInternal) parcel->Add(e.fCont);
-    return parcel;
-}
-
 // ---------------------------------------------------------------------------------------------
 // New family
 
 TGrParcelRef TlibImportXML::ReadEntitySpatialNew(PXMLNode aNode, bool aCheckClosed) {
-    return ReadEntitySpatialNewFamily(aNode, aCheckClosed, false);
+    fRings.Build = RewriteXML;
+    return fRings.ReadEntitySpatialNew(aNode, aCheckClosed, false);
 }
 
 TGrParcelRef TlibImportXML::ReadEntitySpatialPrefixed(PXMLNode aNode, bool aCheckClosed) {
-    return ReadEntitySpatialNewFamily(aNode, aCheckClosed, true);
-}
-
-TGrParcelRef TlibImportXML::ReadEntitySpatialNewFamily(PXMLNode aNode, bool aCheckClosed, bool aPrefixed) {
-    const std::string_view xName = aPrefixed ? "EnSpa2:x" : "x";
-    const std::string_view yName = aPrefixed ? "EnSpa2:y" : "y";
-    TGrParcelRef result;
-    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
-        if (aPrefixed ? !Has(list, "spatials_elements") : !Is(list, "spatials_elements")) continue;
-        int rings = 0;
-        double largest = -10000000.0;
-        int largestIndex = -1;
-        const int m = ChildCount(list);
-        int i = 0;
-        for (PXMLNode element = FirstElement(list); element; element = NextElement(element), ++i) {
-            if (m > 10) {
-                ElementStr = Counted("Элемент", i + 1, m);
-                ShowElementProgress();
-                if (Cancelled()) {
-                    ClearSPList();
-                    return nullptr;
-                }
-            }
-            if (!Has(element, "spatial_element")) continue;
-            TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
-            double firstX = -9900000.0, firstY = -9900000.0;
-            ++rings;
-            ++freg;
-            for (PXMLNode ords = FirstElement(element); ords; ords = NextElement(ords)) {
-                if (!Has(ords, "ordinates")) continue;
-                for (PXMLNode o = FirstElement(ords); o; o = NextElement(o)) {
-                    if (!Has(o, "ordinate")) continue;
-                    const double x = LooseFloat(ChildTextLike(o, yName));
-                    const double y = LooseFloat(ChildTextLike(o, xName));
-                    if (firstX < -9000000.0 && firstY < -9000000.0) {
-                        firstX = x;
-                        firstY = y;
-                    }
-                    const std::string ord = ChildTextLike(o, "ord_nmb");
-                    std::string npt = ChildTextLike(o, "num_geopoint");
-                    if (npt.empty() || SameText(npt, "NaN")) npt = ord;
-                    const std::string deltaText = ChildTextLike(o, "delta_geopoint");
-                    const double delta = deltaText.empty() ? 0 : LooseFloat(deltaText);
-                    Extremes(x, y, true);
-                    if (!RewriteXML) continue;
-                    cont->AddPoint(x, y);
-                    AddPointDecl(npt, ord, XMLParcel.Number, 1, delta, y, x);
-                }
-            }
-            if (!RewriteXML) continue;
-            if (aCheckClosed) {
-                const TGrPoint* last = cont->GetPoint(cont->Count() - 1);
-                if (!last || last->x != firstX || last->y != firstY) {
-                    --rings;  // an open ring is dropped
-                    continue;
-                }
-            }
-            SPList.push_back(SPListEntry{cont, 1});
-            const double area = ContourArea(*cont);
-            if (area > largest) {
-                largest = area;
-                largestIndex = static_cast<int>(SPList.size()) - 1;
-            }
-        }
-        if (!RewriteXML) continue;
-        // Only the last list of an entity_spatial decides the result.
-        result = nullptr;
-        if (rings == 1 && !SPList.empty()) {
-            TGrCont& c = *SPList[0].fCont;
-            c.IsInternal = false;
-            c.cont = fcont;
-            c.es = fes;
-            c.reg = freg;
-            result = std::make_shared<TGrParcel>();
-            result->Add(SPList[0].fCont);
-        } else if (rings > 1 && aCheckClosed) {
-            SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
-            result = SortContours();
-        } else if (rings > 1) {
-            result = std::make_shared<TGrParcel>();
-            for (const SPListEntry& e : SPList) {
-                e.fCont->IsInternal = false;
-                e.fCont->cont = fcont;
-                e.fCont->es = fes;
-                e.fCont->reg = freg;
-                result->Add(e.fCont);
-            }
-        }
-        ClearSPList();
-    }
-    return result;
+    fRings.Build = RewriteXML;
+    return fRings.ReadEntitySpatialNew(aNode, aCheckClosed, true);
 }
 
 TGrParcelRef TlibImportXML::ReadContoursNew(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound) {
-    return ReadContoursNewFamily(aNode, aCheckClosed, aShowProgress, aFound, false);
+    fRings.Build = RewriteXML;
+    return fRings.ReadContoursNew(aNode, aCheckClosed, aShowProgress, aFound, false);
 }
 
 TGrParcelRef TlibImportXML::ReadContoursPrefixed(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound) {
-    return ReadContoursNewFamily(aNode, aCheckClosed, aShowProgress, aFound, true);
+    fRings.Build = RewriteXML;
+    return fRings.ReadContoursNew(aNode, aCheckClosed, aShowProgress, aFound, true);
 }
 
-TGrParcelRef TlibImportXML::ReadContoursNewFamily(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound,
-                                                  bool aPrefixed) {
-    aFound = false;
-    auto merged = std::make_shared<TGrParcel>();
-    int read = 0;
-    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
-        if (aPrefixed ? !Has(list, "contours") : !Is(list, "contours")) continue;
-        const int n = ChildCount(list);
-        int i = 0;
-        for (PXMLNode c = FirstElement(list); c; c = NextElement(c), ++i) {
-            if (aShowProgress) {
-                ContourStr = Counted("Контур", i + 1, n);
-                if (n > 10) {
-                    ShowContourProgress();
-                    if (Cancelled()) return nullptr;
-                }
-            }
-            if (aPrefixed ? !Has(c, "contour") : !Is(c, "contour")) continue;
-            if (aShowProgress && !simpleProgress && FProgress) {
-                FProgress->Next(std::max(1, ChildCount(c)));
-                if (Cancelled()) return nullptr;
-            }
-            NumbPp.clear();
-            ++fcont;
-            fes = 0;
-            for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
-                if (!Has(e, "entity_spatial")) continue;
-                ++fes;
-                freg = 0;
-                TGrParcelRef part = ReadEntitySpatialNewFamily(e, aCheckClosed, aPrefixed);
-                if (RewriteXML && part) {
-                    for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
-                    ++read;
-                }
-            }
-        }
-        ContourStr.clear();
-        if (aShowProgress && n >= 11 && FProgress) FProgress->SetText(ParcelStr);
+// What the shared ring reader tells the job: progress texts, cancel points, extremes and the
+// point rows of every ordinate.
+bool TlibImportXML::SpatialElement(int aIndex, int aCount) {
+    ElementStr = Counted("Элемент", aIndex, aCount);
+    ShowElementProgress();
+    return !Cancelled();
+}
+
+bool TlibImportXML::ContourListItem(int aIndex, int aCount) {
+    ContourStr = Counted("Контур", aIndex, aCount);
+    if (aCount > 10) {
+        ShowContourProgress();
+        if (Cancelled()) return false;
     }
-    if (read == 0) return nullptr;
-    const int count = merged->Count();
-    for (int i = 0; i < count; ++i) {
-        merged->Contour(i)->id = i;
-        merged->Contour(i)->extId = -1;
+    return true;
+}
+
+bool TlibImportXML::ContourFound(PXMLNode aContour, bool aShowProgress) {
+    if (aShowProgress && !simpleProgress && FProgress) {
+        FProgress->Next(std::max(1, ChildCount(aContour)));
+        if (Cancelled()) return false;
     }
-    // Holes over the whole object: a ring inside another is internal to the first such ring.
-    for (int i = 0; i < count; ++i) {
-        TGrCont& ring = *merged->Contour(i);
-        ring.IsInternal = false;
-        for (int j = 0; j < count; ++j) {
-            if (j == i) continue;
-            if (ContourInContour(*merged->Contour(j), ring)) {
-                ring.IsInternal = true;
-                ring.extId = merged->Contour(j)->id;
-                break;
-            }
-        }
-    }
-    // Of two equal rings the first is marked: the later one still counts when the first is tried.
-    for (int i = 0; i < count; ++i) merged->Contour(i)->IsDeleted = false;
-    for (int i = 0; i < count; ++i) {
-        for (int j = 0; j < count; ++j) {
-            if (j == i || merged->Contour(j)->IsDeleted) continue;
-            if (SameContour(*merged->Contour(j), *merged->Contour(i))) {
-                merged->Contour(i)->IsDeleted = true;
-                break;
-            }
-        }
-    }
-    auto result = std::make_shared<TGrParcel>();
-    for (int i = 0; i < count; ++i)
-        if (!merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
-    for (int i = 0; i < count; ++i)
-        if (merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
-    aFound = true;
-    return result;
+    NumbPp.clear();
+    return true;
+}
+
+void TlibImportXML::ContourListEnd(int aCount, bool aShowProgress) {
+    ContourStr.clear();
+    if (aShowProgress && aCount >= 11 && FProgress) FProgress->SetText(ParcelStr);
+}
+
+void TlibImportXML::Ordinate(double aX, double aY, PXMLNode aOrdinate) {
+    Extremes(aX, aY, true);
+    if (!RewriteXML) return;
+    const std::string ord = ChildTextLike(aOrdinate, "ord_nmb");
+    std::string npt = ChildTextLike(aOrdinate, "num_geopoint");
+    if (npt.empty() || SameText(npt, "NaN")) npt = ord;
+    const std::string deltaText = ChildTextLike(aOrdinate, "delta_geopoint");
+    const double delta = deltaText.empty() ? 0 : LooseFloat(deltaText);
+    AddPointDecl(npt, ord, XMLParcel.Number, 1, delta, aY, aX);
 }
 
 void TlibImportXML::ReadGeometryContour(PXMLNode aNode, TcsGeometry& aGeometry) {

@@ -150,11 +150,11 @@ TEST_F(Job, ClearEmptiesEverythingTheJobHolds) {
     // A deliberate departure: the turning points grow as they come, nothing is set aside
     // for 300,000 of them at creation.
     EXPECT_TRUE(job.arPoints.empty());
-    job.SPList.push_back({std::make_shared<TGrCont>(), 1});
+    job.fRings.SPList.push_back({std::make_shared<TGrCont>(), 1});
     job.arPoints.push_back(TPointDecl{});
     job.nPoints = 1;
     job.Clear();
-    EXPECT_TRUE(job.SPList.empty());
+    EXPECT_TRUE(job.fRings.SPList.empty());
     EXPECT_TRUE(job.arPoints.empty());
     EXPECT_EQ(job.nPoints, 0);
 }

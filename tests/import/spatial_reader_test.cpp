@@ -122,7 +122,7 @@ TEST(SpatialClassic, AxesHolesAndBothSpellingsInFileOrder) {
     EXPECT_EQ(r.fJob.xmax, 100);
     EXPECT_EQ(r.fJob.ymax, 100);
     EXPECT_EQ(r.fJob.xmin, 0);
-    EXPECT_TRUE(r.fJob.SPList.empty());
+    EXPECT_TRUE(r.fJob.fRings.SPList.empty());
     EXPECT_EQ(r.fJob.nPoints, 10);
 
     TlibImportXML reversed;
@@ -202,7 +202,7 @@ TEST(SpatialNew, RingsHolesClosureAndNumbers) {
     EXPECT_EQ(p->Contour(2)->extId, p->Contour(0)->id);
     EXPECT_EQ((*p->Contour(0))[1].x, 100);  // <y> is the map's x
     EXPECT_EQ(r.fJob.GRect.right, 300);
-    EXPECT_EQ(r.fJob.fcont, 3);
+    EXPECT_EQ(r.fJob.fRings.fcont, 3);
 
     Reader open("<contours_location><contours>" + NewContour({{{0, 500}, {10, 500}, {10, 510}}}) + "</contours></contours_location>");
     bool kept = false;
@@ -298,7 +298,7 @@ TEST(SpatialCancel, ReadersLeaveTheRingListEmpty) {
         const TGrParcelRef parcel = isClassic ? r.fJob.ReadEntitySpatial(r.Root()) : r.fJob.ReadEntitySpatialNew(r.Root(), true);
         EXPECT_TRUE(progress.Cancelled());
         EXPECT_EQ(parcel, nullptr);
-        EXPECT_TRUE(r.fJob.SPList.empty()) << r.fJob.SPList.size();
+        EXPECT_TRUE(r.fJob.fRings.SPList.empty()) << r.fJob.fRings.SPList.size();
     }
 }
 

@@ -1,0 +1,288 @@
+#include "csSpatialRings.h"
+
+#include <algorithm>
+#include <charconv>
+
+#include "csCommon.h"
+
+namespace tmi {
+
+using xml::PXMLNode;
+
+namespace {
+
+PXMLNode FirstElement(PXMLNode aNode) {
+    PXMLNode c = aNode->FirstChild();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+PXMLNode NextElement(PXMLNode aNode) {
+    PXMLNode c = aNode->NextSibling();
+    while (c && c->NodeType() != xml::ntElement) c = c->NextSibling();
+    return c;
+}
+
+// The two name tests of the readers: a case-sensitive part of the name (so a prefix or a
+// longer name passes), or the whole name with case ignored.
+bool Has(PXMLNode aNode, std::string_view aPart) { return aNode->NodeName().find(aPart) != std::string_view::npos; }
+bool Is(PXMLNode aNode, std::string_view aName) { return SameText(aNode->NodeName(), aName); }
+
+int ChildCount(PXMLNode aNode) {
+    int n = 0;
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) ++n;
+    return n;
+}
+
+void Stamp(TGrCont& aCont, const TcsSpatialRings& aRings) {
+    aCont.cont = aRings.fcont;
+    aCont.es = aRings.fes;
+    aCont.reg = aRings.freg;
+}
+
+}  // namespace
+
+double SpatialFloat(std::string_view aText) {
+    std::string text = Trim(aText);
+    if (text.empty()) return 0;
+    std::replace(text.begin(), text.end(), ',', '.');
+    double v = 0;
+    return TryStrToFloat(text, v) ? v : 0;
+}
+
+std::string ChildTextContaining(PXMLNode aNode, std::string_view aName) {
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c))
+        if (Has(c, aName)) return c->Text();
+    return {};
+}
+
+TGrParcelRef TcsSpatialRings::SortContours() {
+    auto parcel = std::make_shared<TGrParcel>();
+    for (TEntry& entry : SPList) {
+        TGrCont& c = *entry.fCont;
+        c.IsInternal = false;
+        Stamp(c, *this);
+        for (const TEntry& other : SPList)
+            if (&other != &entry && ContourInContour(*other.fCont, c)) {
+                c.IsInternal = true;
+                break;
+            }
+    }
+    for (const TEntry& e : SPList)
+        if (!e.fCont->IsInternal) parcel->Add(e.fCont);
+    for (const TEntry& e : SPList)
+        if (e.fCont->IsInternal) parcel->Add(e.fCont);
+    return parcel;
+}
+
+TGrParcelRef TcsSpatialRings::ReadEntitySpatialNew(PXMLNode aNode, bool aCheckClosed, bool aPrefixed) {
+    const std::string_view xName = aPrefixed ? "EnSpa2:x" : "x";
+    const std::string_view yName = aPrefixed ? "EnSpa2:y" : "y";
+    TGrParcelRef result;
+    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
+        if (aPrefixed ? !Has(list, "spatials_elements") : !Is(list, "spatials_elements")) continue;
+        int rings = 0;
+        double largest = -10000000.0;
+        int largestIndex = -1;
+        const int m = ChildCount(list);
+        int i = 0;
+        for (PXMLNode element = FirstElement(list); element; element = NextElement(element), ++i) {
+            if (m > 10 && !fEvents->SpatialElement(i + 1, m)) {
+                Clear();
+                return nullptr;
+            }
+            if (!Has(element, "spatial_element")) continue;
+            TGrContRef cont = Build ? std::make_shared<TGrCont>() : nullptr;
+            double firstX = -9900000.0, firstY = -9900000.0;
+            ++rings;
+            ++freg;
+            for (PXMLNode ords = FirstElement(element); ords; ords = NextElement(ords)) {
+                if (!Has(ords, "ordinates")) continue;
+                for (PXMLNode o = FirstElement(ords); o; o = NextElement(o)) {
+                    if (!Has(o, "ordinate")) continue;
+                    const double x = SpatialFloat(ChildTextContaining(o, yName));
+                    const double y = SpatialFloat(ChildTextContaining(o, xName));
+                    if (firstX < -9000000.0 && firstY < -9000000.0) {
+                        firstX = x;
+                        firstY = y;
+                    }
+                    fEvents->Ordinate(x, y, o);
+                    if (Build) cont->AddPoint(x, y);
+                }
+            }
+            if (!Build) continue;
+            if (aCheckClosed) {
+                const TGrPoint* last = cont->GetPoint(cont->Count() - 1);
+                if (!last || last->x != firstX || last->y != firstY) {
+                    --rings;  // an open ring is dropped
+                    continue;
+                }
+            }
+            SPList.push_back(TEntry{cont, 1});
+            const double area = ContourArea(*cont);
+            if (area > largest) {
+                largest = area;
+                largestIndex = static_cast<int>(SPList.size()) - 1;
+            }
+        }
+        if (!Build) continue;
+        // Only the last list of an entity_spatial decides the result.
+        result = nullptr;
+        if (rings == 1 && !SPList.empty()) {
+            TGrCont& c = *SPList[0].fCont;
+            c.IsInternal = false;
+            Stamp(c, *this);
+            result = std::make_shared<TGrParcel>();
+            result->Add(SPList[0].fCont);
+        } else if (rings > 1 && aCheckClosed) {
+            SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+            result = SortContours();
+        } else if (rings > 1) {
+            result = std::make_shared<TGrParcel>();
+            for (const TEntry& e : SPList) {
+                e.fCont->IsInternal = false;
+                Stamp(*e.fCont, *this);
+                result->Add(e.fCont);
+            }
+        }
+        Clear();
+    }
+    return result;
+}
+
+TGrParcelRef TcsSpatialRings::ReadContoursNew(PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound,
+                                              bool aPrefixed) {
+    aFound = false;
+    auto merged = std::make_shared<TGrParcel>();
+    int read = 0;
+    for (PXMLNode list = FirstElement(aNode); list; list = NextElement(list)) {
+        if (aPrefixed ? !Has(list, "contours") : !Is(list, "contours")) continue;
+        const int n = ChildCount(list);
+        int i = 0;
+        for (PXMLNode c = FirstElement(list); c; c = NextElement(c), ++i) {
+            if (aShowProgress && !fEvents->ContourListItem(i + 1, n)) return nullptr;
+            if (aPrefixed ? !Has(c, "contour") : !Is(c, "contour")) continue;
+            if (!fEvents->ContourFound(c, aShowProgress)) return nullptr;
+            ++fcont;
+            fes = 0;
+            for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
+                if (!Has(e, "entity_spatial")) continue;
+                ++fes;
+                freg = 0;
+                TGrParcelRef part = ReadEntitySpatialNew(e, aCheckClosed, aPrefixed);
+                if (Build && part) {
+                    for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
+                    ++read;
+                }
+            }
+        }
+        fEvents->ContourListEnd(n, aShowProgress);
+    }
+    if (read == 0) return nullptr;
+    const int count = merged->Count();
+    for (int i = 0; i < count; ++i) {
+        merged->Contour(i)->id = i;
+        merged->Contour(i)->extId = -1;
+    }
+    // Holes over the whole object: a ring inside another is internal to the first such ring.
+    for (int i = 0; i < count; ++i) {
+        TGrCont& ring = *merged->Contour(i);
+        ring.IsInternal = false;
+        for (int j = 0; j < count; ++j) {
+            if (j == i) continue;
+            if (ContourInContour(*merged->Contour(j), ring)) {
+                ring.IsInternal = true;
+                ring.extId = merged->Contour(j)->id;
+                break;
+            }
+        }
+    }
+    // Of two equal rings the first is marked: the later one still counts when the first is tried.
+    for (int i = 0; i < count; ++i) merged->Contour(i)->IsDeleted = false;
+    for (int i = 0; i < count; ++i) {
+        for (int j = 0; j < count; ++j) {
+            if (j == i || merged->Contour(j)->IsDeleted) continue;
+            if (SameContour(*merged->Contour(j), *merged->Contour(i))) {
+                merged->Contour(i)->IsDeleted = true;
+                break;
+            }
+        }
+    }
+    auto result = std::make_shared<TGrParcel>();
+    for (int i = 0; i < count; ++i)
+        if (!merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
+    for (int i = 0; i < count; ++i)
+        if (merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
+    aFound = true;
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// WKT
+
+namespace {
+
+void AppendNumber(std::string& aOut, double aValue) {
+    char buffer[32];
+    const auto r = std::to_chars(buffer, buffer + sizeof buffer, aValue);
+    aOut.append(buffer, r.ptr);
+}
+
+// A ring as WKT wants it: closed.
+void AppendRing(std::string& aOut, const TGrCont& aRing) {
+    aOut += '(';
+    for (int i = 0; i < aRing.Count(); ++i) {
+        if (i) aOut += ", ";
+        AppendNumber(aOut, aRing[i].x);
+        aOut += ' ';
+        AppendNumber(aOut, aRing[i].y);
+    }
+    const TGrPoint& first = aRing[0];
+    const TGrPoint& last = aRing[aRing.Count() - 1];
+    if (first.x != last.x || first.y != last.y) {
+        aOut += ", ";
+        AppendNumber(aOut, first.x);
+        aOut += ' ';
+        AppendNumber(aOut, first.y);
+    }
+    aOut += ')';
+}
+
+}  // namespace
+
+std::string GrParcelWKT(const TGrParcel& aParcel) {
+    std::vector<const TGrCont*> outers;
+    std::vector<std::vector<const TGrCont*>> holes;
+    for (int i = 0; i < aParcel.Count(); ++i) {
+        const TGrCont* ring = aParcel.Contour(i);
+        if (ring->Count() < 3) continue;
+        if (!ring->IsInternal || outers.empty()) {
+            outers.push_back(ring);
+            holes.emplace_back();
+            continue;
+        }
+        size_t owner = outers.size() - 1;
+        for (size_t k = 0; k < outers.size(); ++k)
+            if (ContourInContour(*outers[k], *ring)) {
+                owner = k;
+                break;
+            }
+        holes[owner].push_back(ring);
+    }
+    if (outers.empty()) return {};
+    std::string wkt = "MULTIPOLYGON (";
+    for (size_t k = 0; k < outers.size(); ++k) {
+        if (k) wkt += ", ";
+        wkt += '(';
+        AppendRing(wkt, *outers[k]);
+        for (const TGrCont* hole : holes[k]) {
+            wkt += ", ";
+            AppendRing(wkt, *hole);
+        }
+        wkt += ')';
+    }
+    wkt += ')';
+    return wkt;
+}
+
+}  // namespace tmi
