@@ -10,6 +10,7 @@
 #include "csPaths.h"
 #include "csProgress.h"
 #include "csProgressTerminal.h"
+#include "csRosreestrXMLCadastr.h"
 #include "csUniversalRegistration.h"
 #include "csXMLDBDestination.h"
 
@@ -35,6 +36,9 @@ const char kUsage[] =
     "  --full-schema           fill the records by the full walk of their elements with their XSD\n"
     "                          (every value and attribute; repeating elements as child rows), into\n"
     "                          the tables of LocalStorageSchemaFull.xml\n"
+    "  --skip KIND             leave out one kind of record of a cadastral extract: parcels,\n"
+    "                          objects (buildings and constructions), zones, points (survey\n"
+    "                          points), bounds or projects (survey projects); may be repeated\n"
     "  --info                  print what the full look at each file finds (root element, style\n"
     "                          sheet, the process's key values) and write nothing\n"
     "  --settings FILE         read the conversion settings (the destinations' configs) from FILE\n"
@@ -66,6 +70,7 @@ struct Options {
     std::string SaveSettings;
     bool Info = false;
     bool Quiet = false;
+    uint32_t Exclude = 0;  // the kinds of record left out
 };
 
 // The status calls of a conversion drive the terminal's progress line; Ctrl-C stops.
@@ -112,6 +117,7 @@ int ConvertFile(const Options& aOptions, const std::string& aFile, TcsProgress* 
             return 0;
         }
         if (gInterrupted) return 3;
+        if (auto* cadastre = dynamic_cast<TcsRosReestrKad*>(manager.ActiveProcess())) cadastre->Config().Exclude = aOptions.Exclude;
         std::string message;
         if (!manager.CheckProcess(message)) {
             std::fprintf(stderr, "tmconvert: %s: %s\n", aFile.c_str(), message.c_str());
@@ -171,6 +177,22 @@ int main(int argc, char** argv) {
             options.Schema = next();
         } else if (a == "--full-schema") {
             UseFullSchema = true;
+        } else if (a == "--skip") {
+            static const std::pair<const char*, uint32_t> kinds[] = {{"parcels", reParcels}, {"objects", reObjects},
+                                                                      {"zones", reZones},     {"points", rePoints},
+                                                                      {"bounds", reBounds},   {"projects", reProjects}};
+            const std::string kind = next();
+            bool known = false;
+            for (const auto& [name, bit] : kinds)
+                if (kind == name) {
+                    options.Exclude |= bit;
+                    known = true;
+                }
+            if (!known) {
+                std::fprintf(stderr, "tmconvert: --skip takes parcels, objects, zones, points, bounds or projects, not %s\n",
+                             kind.c_str());
+                return 2;
+            }
         } else if (a == "--info") {
             options.Info = true;
         } else if (a == "--settings") {

@@ -138,12 +138,20 @@ void TcsConvertManager::UpdateInfo(bool aFull) {
         FActiveProcess->SetFileName(FFilename);
         FActiveProcess->Clean();
         FActiveProcess->Initialize(true);
-        FActiveProcess->InitXMLInfo(info);
+        // The process keeps what it learns in an info of its own kind.
+        std::unique_ptr<TcsXMLInfo> chosen = FActiveProcess->GetXmlInfoClass();
+        if (chosen && chosen->ClassName() != info.ClassName()) {
+            chosen->TakeFirstLook(info);
+            FXMLFileAnalizer.SetXMLInfo(std::move(chosen));
+        }
+        FActiveProcess->InitXMLInfo(FXMLFileAnalizer.XMLInfo());
     }
     UpdateStringInfo();
     if (aFull && FActiveProcess) {
         FState = msFullInfo;
         FUpdatedFullInfo = FXMLFileAnalizer.UpdateFullInfo();
+        // What the full look found shows in the lines as well.
+        if (FUpdatedFullInfo) UpdateStringInfo();
     }
     if (FActiveProcess) FActiveProcess->Initialize(false);
 }
@@ -168,6 +176,7 @@ void TcsConvertManager::UpdateFullInfo() {
     } closer{FXMLFileAnalizer};
     DoStatusProcedure("Подготовка...", skOpen, FXMLFileAnalizer.Parser().Size());
     if (FActiveProcess && FActiveProcess->GetAnalizeMode() == 1) FUpdatedFullInfo = FXMLFileAnalizer.UpdateFullInfo();
+    if (FUpdatedFullInfo) UpdateStringInfo();
     DoStatusProcedure(skClose, 0);
 }
 

@@ -74,6 +74,16 @@ TcsXMLInfo::TcsXMLInfo(TcsComponent* aOwner)
       fCoordSystems(std::make_unique<TcsXMLCoordSystemsInfo>()),
       fMainGeometry(std::make_unique<TcsGeometry>()) {}
 
+void TcsXMLInfo::TakeFirstLook(const TcsXMLInfo& aInfo) {
+    RootNodeName = aInfo.RootNodeName;
+    HasXSLLocalPath = aInfo.HasXSLLocalPath;
+    XSLPathLocalPath = aInfo.XSLPathLocalPath;
+    StyleSheetHref = aInfo.StyleSheetHref;
+    RootAttributes = aInfo.RootAttributes;
+    FileSize = aInfo.FileSize;
+    FileName = aInfo.FileName;
+}
+
 void TcsXMLInfo::Clear() {
     KeyValues.clear();
     RootNodeName.clear();

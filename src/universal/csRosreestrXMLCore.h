@@ -69,6 +69,8 @@ class TcsXMLInfo : public TcsInfoLowData, public IcsXMLCoordSystemsHolder {
 public:
     explicit TcsXMLInfo(TcsComponent* aOwner = nullptr);
     void Clear();
+    // What the first look found, taken over by the info a process chose.
+    void TakeFirstLook(const TcsXMLInfo& aInfo);
     // Sets a key value, with its label; a name already there takes the new value.
     void SetKeyValue(const std::string& aName, const std::string& aLabel, const std::string& aValue);
     [[nodiscard]] std::string KeyValue(std::string_view aName) const;
@@ -529,6 +531,11 @@ public:
     void SetManager(TcsConvertManager* aManager) { FManager = aManager; }
     [[nodiscard]] TcsConvertManager* Manager() const noexcept { return FManager; }
     [[nodiscard]] TcsXMLInfo* XmlInfo() const noexcept { return FXmlInfo; }
+    // The process's settings, of the class the process names, made on first use.
+    [[nodiscard]] TcsXMLFileProcessConfig& ProcessConfig() {
+        if (!FProcessConfig) FProcessConfig = GetProcessConfigClass();
+        return *FProcessConfig;
+    }
     [[nodiscard]] const std::string& FileName() const noexcept { return FFileName; }
     void SetFileName(const std::string& aFileName) { FFileName = aFileName; }
     std::vector<std::string> XMLParts;

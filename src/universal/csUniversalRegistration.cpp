@@ -1,5 +1,6 @@
 #include "csUniversalRegistration.h"
 
+#include "csRosreestrXMLCadastr.h"
 #include "csXMLDBDestination.h"
 #include "scPostgreSQLProvider.h"
 
@@ -9,6 +10,7 @@ void RegisterUniversalClasses() {
     static const bool done = [] {
         RegisterDBProviders();
         DestinationInfoManager().Register<TcsXMLDBDestination>();
+        RegisterCadastrProcesses();
         return true;
     }();
     (void)done;

@@ -1,6 +1,6 @@
 // A process of the tests: it claims documents whose root is "TestDocument" and reads each
-// "Record" whole. By slots it gives part 1 (the record: slot 0 its name, slot 1 its kind,
-// slot 2 its area, a polygon of its points) and part 2 (an owner: slot 0 the name), or with
+// "Record" whole. By slots it gives a record part (slot 0 its name, slot 1 its kind, slot 2
+// its area, a polygon of its points) and an owner part (slot 0 the name), or with
 // UseFullSchema it walks the record with its XSD.
 #pragma once
 
@@ -12,6 +12,9 @@ namespace tmi::test {
 
 class TTestRecordProcess : public TcsXMLFileUniversalProcess {
 public:
+    // Part types no table of the cadastre takes, so that the catch-all table receives them.
+    static constexpr int kRecordPart = 101;
+    static constexpr int kOwnerPart = 102;
     static const char* StaticClassName() { return "TTestRecordProcess"; }
     [[nodiscard]] std::string ClassName() const override { return StaticClassName(); }
     explicit TTestRecordProcess(TcsComponent* aOwner = nullptr) : TcsXMLFileUniversalProcess(aOwner) {}
@@ -39,7 +42,7 @@ public:
             ProcessNullLevel(aController, *item, Tolerate, "", path, aNode);
             processRelations(aController, *item, "", false, {}, path, aNode, Tolerate);
         } else {
-            TcsXMLProcessSessionItem* item = aController.OpenSessionItem(1, nullptr, true);
+            TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kRecordPart, nullptr, true);
             std::string value;
             if (GetValueByXpath(aNode, "Name", value, false)) item->AddValue("Name", 0, kValueText, value);
             if (GetValueByXpath(aNode, "Kind", value, false)) item->AddValue("Kind", 1, kValueText, value);
@@ -48,7 +51,7 @@ public:
             std::string ring;
             for (xml::PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling()) {
                 if (c->NodeName() == "Owner") {
-                    TcsXMLProcessSessionItem* owner = aController.OpenSessionItem(2, item, true);
+                    TcsXMLProcessSessionItem* owner = aController.OpenSessionItem(kOwnerPart, item, true);
                     if (GetValueByXpath(c, "FullName", value, false)) owner->AddValue("FullName", 0, kValueText, value);
                 } else if (c->NodeName() == "Point") {
                     ring += (ring.empty() ? "" : ", ") + std::string(c->GetAttribute("X")) + " " + std::string(c->GetAttribute("Y"));

@@ -14,34 +14,14 @@
 #include "csUniversalRegistration.h"
 #include "csXMLDBDestination.h"
 #include "test_process.h"
+#include "universal_test_util.h"
 
 namespace fs = std::filesystem;
 using namespace tmi;
 using tmi::test::TTestRecordProcess;
+using namespace tmi::test;
 
 namespace {
-
-const std::string kFixtures = std::string(TM_FIXTURES) + "/universal/";
-const std::string kDocument = kFixtures + "test-document.xml";
-const std::string kSchemas = std::string(TM_SOURCE_DIR) + "/data/Schemas";
-
-struct TempFolder {
-    fs::path Path;
-    TempFolder() {
-        const char* tmp = std::getenv("TMPDIR");
-        Path = fs::path(tmp && *tmp ? tmp : "/tmp") /
-               ("tm-universal-" + std::to_string(::getpid()) + "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        fs::remove_all(Path);
-        fs::create_directories(Path);
-    }
-    ~TempFolder() { fs::remove_all(Path); }
-    std::string operator/(const std::string& aName) const { return (Path / aName).string(); }
-};
-
-std::string WriteText(const std::string& aFile, const std::string& aText) {
-    std::ofstream(aFile, std::ios::binary) << aText;
-    return aFile;
-}
 
 // Registers the test process for one test; the module's classes stay registered.
 struct Registered {
@@ -59,59 +39,6 @@ struct Registered {
         UseFullSchema = false;
     }
 };
-
-// Rows of a query over a SQLite file, each row's columns joined by "|".
-std::vector<std::string> Rows(const std::string& aDatabase, const std::string& aSQL) {
-    std::vector<std::string> rows;
-    sqlite3* db = nullptr;
-    if (sqlite3_open_v2(aDatabase.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
-        sqlite3_close(db);
-        ADD_FAILURE() << "cannot open " << aDatabase;
-        return rows;
-    }
-    sqlite3_stmt* s = nullptr;
-    if (sqlite3_prepare_v2(db, aSQL.c_str(), -1, &s, nullptr) != SQLITE_OK) {
-        ADD_FAILURE() << sqlite3_errmsg(db);
-    } else {
-        while (sqlite3_step(s) == SQLITE_ROW) {
-            std::string row;
-            for (int i = 0; i < sqlite3_column_count(s); ++i) {
-                const auto* t = sqlite3_column_text(s, i);
-                row += (i ? "|" : "") + (t ? std::string(reinterpret_cast<const char*>(t)) : std::string("NULL"));
-            }
-            rows.push_back(row);
-        }
-    }
-    sqlite3_finalize(s);
-    sqlite3_close(db);
-    return rows;
-}
-
-// A manager set up as tmconvert sets it up: schemas, XSD folder, the database destination.
-std::unique_ptr<TcsConvertManager> NewManager(const std::string& aFile, const std::string& aDatabase) {
-    auto m = std::make_unique<TcsConvertManager>();
-    m->Intialize(kSchemas, kFixtures);
-    m->ActivateDestination(TcsXMLDBDestination::StaticClassName());
-    m->ActiveDestination()->Config().FileName = aDatabase;
-    m->SetFileName(aFile);
-    return m;
-}
-
-// The whole sequence; the failure's text, empty when the file was converted.
-std::string Convert(TcsConvertManager& aManager) {
-    std::string failure;
-    try {
-        aManager.UpdateInfo(true);
-        std::string message;
-        if (!aManager.CheckProcess(message)) return message;
-        aManager.StartProcess(true);
-    } catch (const std::exception& e) {
-        failure = e.what();
-        aManager.Finished = false;
-    }
-    aManager.EndProcess();
-    return failure;
-}
 
 }  // namespace
 
@@ -607,11 +534,13 @@ TEST(Tmconvert, InfoNamesTheRootAndStyleSheetOfEveryRealExtract) {
         if (std::getenv("CI")) FAIL() << "the shared data is missing: " << data;
         GTEST_SKIP() << "no shared data at " << data;
     }
+    TempFolder temp;
+    MakeRealXSDFolder(data.parent_path(), temp.Path / "xsd");
     int files = 0;
     for (const auto& e : fs::recursive_directory_iterator(data)) {
         if (e.path().extension() != ".xml") continue;
         ++files;
-        const RunResult r = RunTmconvert("'" + e.path().string() + "' --info");
+        const RunResult r = RunTmconvert("'" + e.path().string() + "' --info --xsd '" + (temp / "xsd") + "'");
         EXPECT_EQ(r.Status, 0) << e.path() << "\n" << r.Out;
         xml::TXMLDocument whole;
         ASSERT_TRUE(whole.LoadFromFile(e.path().string())) << e.path();

@@ -1,0 +1,586 @@
+#include "csRosreestrXMLCadastr.h"
+
+#include <cstdio>
+
+#include "csSpatialRings.h"
+#include "csXSDLib.h"
+
+namespace tmi {
+
+using xml::PXMLNode;
+
+TCS_PROPERTIES(TcsXmlInfoRosReestr, TcsXMLInfo)
+TCS_PROPERTIES(TcsRosReestrProcessConfig, TcsXMLFileProcessConfig)
+TCS_PROPERTIES(TcsRosReestrKad, TcsXMLFileUniversalProcess)
+TCS_PROPERTIES(TcsRosReestrKadNew, TcsRosReestrKad)
+TCS_PROPERTIES(TcsRosReestrKadPlNew, TcsRosReestrKadNew)
+
+namespace {
+
+// The last step of a path.
+std::string_view LastStep(std::string_view aPath) {
+    const size_t slash = aPath.rfind('/');
+    return slash == std::string_view::npos ? aPath : aPath.substr(slash + 1);
+}
+
+bool EndsWith(std::string_view aText, std::string_view aTail) {
+    return aText.size() >= aTail.size() && aText.substr(aText.size() - aTail.size()) == aTail;
+}
+
+std::string FormatNumber(double aValue) { return TcsVariant(aValue).AsString(); }
+
+PXMLNode FirstElementNamed(PXMLNode aNode, std::string_view aName) {
+    for (PXMLNode c = aNode ? aNode->FirstChild() : nullptr; c; c = c->NextSibling())
+        if (c->NodeType() == xml::ntElement && SameText(c->NodeName(), aName)) return c;
+    return nullptr;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// The statistic
+
+const std::array<TcsRosReestrStat::TCounter, 10>& TcsRosReestrStat::Counters() {
+    static const std::array<TCounter, 10> counters{{
+        {"BuildCount", "Количество зданий", &TcsRosReestrStat::BuildCount},
+        {"ParselCount", "Количество участков", &TcsRosReestrStat::ParselCount},
+        {"ConstructionCount", "Количество сооружений", &TcsRosReestrStat::ConstructionCount},
+        {"Under_ConstructionCount", "Количество строящихся объектов", &TcsRosReestrStat::Under_ConstructionCount},
+        {"Inhabited_Locality_Boundary_RecordCount", "Количество граница населённого пунктов",
+         &TcsRosReestrStat::Inhabited_Locality_Boundary_RecordCount},
+        {"Coastline_RecordCount", "Количество границ водных объектов", &TcsRosReestrStat::Coastline_RecordCount},
+        {"Municipal_Boundary_RecordCount", "Количество границ муниципальных образований",
+         &TcsRosReestrStat::Municipal_Boundary_RecordCount},
+        {"Zones_and_territories_recordCount", "Количество зон и территорий", &TcsRosReestrStat::Zones_and_territories_recordCount},
+        {"Oms_PointCount", "Количество точек ОМС", &TcsRosReestrStat::Oms_PointCount},
+        {"Surveying_Project_RecordCount", "Количество проектов межевания", &TcsRosReestrStat::Surveying_Project_RecordCount},
+    }};
+    return counters;
+}
+
+int64_t* TcsRosReestrStat::CounterOf(std::string_view aElement) {
+    struct TRecord {
+        const char* Element;
+        int64_t TcsRosReestrStat::*Field;
+    };
+    static const TRecord records[] = {
+        {"land_record", &TcsRosReestrStat::ParselCount},
+        {"build_record", &TcsRosReestrStat::BuildCount},
+        {"construction_record", &TcsRosReestrStat::ConstructionCount},
+        {"object_under_construction_record", &TcsRosReestrStat::Under_ConstructionCount},
+        {"inhabited_locality_boundary_record", &TcsRosReestrStat::Inhabited_Locality_Boundary_RecordCount},
+        {"coastline_record", &TcsRosReestrStat::Coastline_RecordCount},
+        {"municipal_boundary_record", &TcsRosReestrStat::Municipal_Boundary_RecordCount},
+        {"zones_and_territories_record", &TcsRosReestrStat::Zones_and_territories_recordCount},
+        {"oms_point", &TcsRosReestrStat::Oms_PointCount},
+        {"surveying_project_record", &TcsRosReestrStat::Surveying_Project_RecordCount},
+    };
+    for (const TRecord& r : records)
+        if (SameText(aElement, r.Element)) return &(this->*r.Field);
+    return nullptr;
+}
+
+std::string TcsXmlInfoRosReestr::GetInfoText() const {
+    static const char* const kTypes[] = {"", "KPT", "KVZU", "KVOKS", "EXTRACT", "ZONE", "BOUNDARY"};
+    std::string text = kTypes[FileType];
+    if (!Number.empty()) text += (text.empty() ? "" : " ") + std::string("№ ") + Number;
+    if (HasDateDocument) {
+        int y = 0, m = 0, d = 0, h = 0, n = 0, s = 0, ms = 0;
+        DecodeDateTime(DateDocument, y, m, d, h, n, s, ms);
+        char date[16];
+        std::snprintf(date, sizeof date, "%02d.%02d.%04d", d, m, y);
+        text += (text.empty() ? "" : " от ") + std::string(date);
+    }
+    return text;
+}
+
+// ---------------------------------------------------------------------------------------------
+// TcsRosReestrKad
+
+TcsRosReestrKad::TcsRosReestrKad(TcsComponent* aOwner) : TcsXMLFileUniversalProcess(aOwner) {}
+
+void TcsRosReestrKad::Clean() {
+    TcsXMLFileUniversalProcess::Clean();
+    FKadNum.clear();
+    FVersion.clear();
+    FArea = 0;
+    fHasArea = false;
+    CodeType.clear();
+    Date = TDateTime{};
+    Stat.Clear();
+    KvartalID = TcsVariant();
+}
+
+TcsRosReestrProcessConfig& TcsRosReestrKad::Config() {
+    return static_cast<TcsRosReestrProcessConfig&>(ProcessConfig());
+}
+
+TcsXmlInfoRosReestr* TcsRosReestrKad::RosInfo() const { return dynamic_cast<TcsXmlInfoRosReestr*>(FXmlInfo); }
+
+bool TcsRosReestrKad::IgnoreNode(TcsXMLProcessController&, TcsXMLProcessSessionItem*, std::string_view, PXMLNode aNode) {
+    // Geometry goes its own way.
+    return aNode && (SameText(aNode->NodeName(), "entity_spatial") || SameText(aNode->NodeName(), "entityspatial"));
+}
+
+void TcsRosReestrKad::ProcessXmlFile(TcsXMLProcessController& aController, TcsXMLFileAnalizer& aAnalizer) {
+    if (const TcsXmlInfoRosReestr* info = RosInfo()) aController.Trace().Print("Общие данные XML файла: " + info->GetInfoText());
+    TcsXMLFileUniversalProcess::ProcessXmlFile(aController, aAnalizer);
+}
+
+void TcsRosReestrKad::UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) {
+    TcsXMLFileUniversalProcess::UpdateStringInfo(aInfo);
+    aInfo.emplace_back("Кадастровый номер", FKadNum);
+    aInfo.emplace_back("Версия", FVersion);
+    aInfo.emplace_back("Система координат в док.", FXmlInfo ? FXmlInfo->CoordSysDocName : std::string());
+    aInfo.emplace_back("ИД системы координат в док.", FXmlInfo ? FXmlInfo->CoordSysDocID : std::string());
+    aInfo.emplace_back("Площадь в м2", fHasArea ? FormatNumber(FArea) : std::string());
+}
+
+void TcsRosReestrKad::AfterUpdateFullInfo() {
+    TcsXMLFileUniversalProcess::AfterUpdateFullInfo();
+    if (!FXmlInfo) return;
+    FXmlInfo->Statistic.clear();
+    for (const TcsRosReestrStat::TCounter& c : TcsRosReestrStat::Counters()) {
+        FXmlInfo->SetKeyValue(c.Name, c.Label, std::to_string(Stat.*c.Field));
+        FXmlInfo->Statistic.emplace_back(c.Label, Stat.*c.Field);
+    }
+    const TcsXMLCoordSystemsInfo* systems = FXmlInfo->CoordSystemsInfo();
+    FXmlInfo->SetKeyValue("HASUNKNOWNCRS", "Есть не определённые СК", systems && systems->HasUnknownCRS() ? "Да" : "Нет");
+    FXmlInfo->SetKeyValue("UNKNOWNCRS", "Описание неизвестных СК", systems ? systems->UnknownCRSInfo() : std::string());
+    if (!FKadNum.empty()) FXmlInfo->Number = FXmlInfo->Number.empty() ? FKadNum : FXmlInfo->Number;
+}
+
+void TcsRosReestrKad::ProcessExternalValues(TcsXMLProcessSessionItem& aItem) {
+    if (!KvartalID.IsEmpty()) aItem.SetValue("QUARTALS_ID", kValueKey, KvartalID);
+    if (FManager && FManager->ExternalFileInfo().StorageID != 0)
+        aItem.SetValue("XML_ID", kValueKey, TcsVariant(FManager->ExternalFileInfo().StorageID));
+}
+
+void TcsRosReestrKad::FillSessionItemFormula(TcsXMLProcessSessionItem& aItem, const TcsFormulaTable& aTable, PXMLNode aNode) {
+    std::vector<std::string> more;
+    for (const TcsFormulaSlot& slot : aTable.Slots()) {
+        // The cost unit "рубль" is a constant of the tables: evaluated once like any other.
+        std::string value = slot.Formula.Evaluate(aNode, *this, &more);
+        if (!value.empty()) aItem.AddValue(slot.Formula.Text(), slot.Slot, kValueText, TcsVariant(std::move(value)));
+        for (std::string& v : more) aItem.AddValue(slot.Formula.Text(), kValueText, TcsVariant(std::move(v)));
+    }
+}
+
+void TcsRosReestrKad::ProcessArea(PXMLNode aNode) {
+    std::string text;
+    if (!GetValueByXpath(aNode, "Total", text, false) && !GetValueByXpath(aNode, "Area", text, false) &&
+        !GetValueByXpath(aNode, "area", text, false))
+        return;
+    double area = 0;
+    std::string normal = Trim(text);
+    for (char& c : normal)
+        if (c == ',') c = '.';
+    if (!TryStrToFloat(normal, area)) return;
+    std::string unit;
+    if (!GetValueByXpath(aNode, "Unit", unit, false)) GetValueByXpath(aNode, "unit", unit, false);
+    // Hectares (code 059) become square metres.
+    if (unit == "059") area *= 10000;
+    FArea = area;
+    fHasArea = true;
+}
+
+std::string TcsRosReestrKad::BlockOfNumber(const std::string& aNumber) {
+    size_t at = 0;
+    for (int parts = 0; parts < 3; ++parts) {
+        at = aNumber.find(':', at);
+        if (at == std::string::npos) return parts == 2 ? aNumber : std::string();
+        if (parts < 2) ++at;
+    }
+    return aNumber.substr(0, at);
+}
+
+TcsVariant TcsRosReestrKad::ProcessCreateOrFindQuartal(TcsXMLProcessController& aController, const std::string& aNumber) {
+    if (aNumber.empty()) return {};
+    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(aNumber, kPartBlock)) return key->Value;
+    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
+    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(aNumber));
+    if (!ProcessSessionFind(*block, "cadastral_number", nullptr)) block->GetKey();
+    const TcsVariant key = block->GetKey();
+    aController.CommitSession(block);
+    aController.Keys().SetKey(aNumber, kPartBlock, key);
+    return key;
+}
+
+bool TcsRosReestrKad::SetItemGeometry(TcsXMLProcessSessionItem& aItem, const TGrParcel* aParcel) {
+    if (!aParcel) return false;
+    std::string wkt = GrParcelWKT(*aParcel);
+    if (wkt.empty()) return false;
+    aItem.Geometry().SetWKT(wkt);
+    return true;
+}
+
+void TcsRosReestrKad::SetRecordPath(std::string_view aPath) {
+    if (fRecordObjects && aPath == fRecordPath) return;
+    fRecordPath.assign(aPath);
+    auto found = fDecoders.find(aPath);
+    if (found == fDecoders.end()) found = fDecoders.emplace(fRecordPath, TObjects()).first;
+    fRecordObjects = &found->second;
+}
+
+std::string TcsRosReestrKad::Decode(std::string_view aRelative, std::string aValue) {
+    if (!ConvertValues || !GetXSDLib() || !fRecordObjects) return aValue;
+    auto found = fRecordObjects->find(aRelative);
+    if (found == fRecordObjects->end()) {
+        // Found once per path of a record: the element, or its attribute.
+        const TXSDObject* object = nullptr;
+        const size_t at = aRelative.rfind('@');
+        std::string elementPath = fRecordPath;
+        if (at == std::string_view::npos) {
+            elementPath.append("/").append(aRelative);
+            object = XSDElement(elementPath);
+        } else {
+            if (at > 1) elementPath.append("/").append(aRelative.substr(0, at - 1));
+            if (const TXSDElement* element = XSDElement(elementPath))
+                for (const TXSDAttribute* a : element->Attributes())
+                    if (a->XPathName() == aRelative.substr(at + 1)) object = a;
+        }
+        found = fRecordObjects->emplace(std::string(aRelative), object).first;
+    }
+    if (!found->second) return aValue;
+    std::string decoded = found->second->GetTextValue(aValue);
+    return decoded.empty() ? aValue : decoded;
+}
+
+// ---------------------------------------------------------------------------------------------
+// TcsRosReestrKadNew
+
+void TcsRosReestrKadNew::Clean() {
+    TcsRosReestrKad::Clean();
+    RightCount = RestrictCount = 0;
+}
+
+void TcsRosReestrKadNew::InfoStartElement(PXMLNode aNode, std::string_view aPath) {
+    (void)aNode;
+    const std::string_view name = LastStep(aPath);
+    if (int64_t* counter = Stat.CounterOf(name)) ++*counter;
+    else if (SameText(name, "right_record")) ++RightCount;
+    else if (SameText(name, "restrict_record")) ++RestrictCount;
+}
+
+void TcsRosReestrKadNew::InfoCharacters(std::string_view aPath, std::string_view aText) {
+    if (!FXmlInfo) return;
+    const std::string text = Trim(aText);
+    if (text.empty()) return;
+    if (EndsWith(aPath, "/date_formation")) {
+        TDateTime date;
+        if (!FXmlInfo->HasDateDocument && TryStrToDateTime(text, date)) {
+            Date = date;
+            FXmlInfo->DateDocument = date;
+            FXmlInfo->HasDateDocument = true;
+        }
+    } else if (EndsWith(aPath, "/registration_number")) {
+        if (FVersion.empty()) FVersion = text;
+        if (FXmlInfo->Number.empty()) FXmlInfo->Number = text;
+    } else if (EndsWith(aPath, "/object/common_data/cad_number")) {
+        if (FKadNum.empty()) FKadNum = text;
+    } else if (EndsWith(aPath, "/entity_spatial/sk_id") || EndsWith(aPath, "/entity_spatial/sk_code/value") ||
+               EndsWith(aPath, "/entity_spatial/sk_code/code")) {
+        if (FXmlInfo->CoordSysDocName.empty()) FXmlInfo->CoordSysDocName = text;
+        if (FXmlInfo->CoordSysDocID.empty() && !EndsWith(aPath, "/value")) FXmlInfo->CoordSysDocID = text;
+        if (TcsXMLCoordSystemsInfo* systems = FXmlInfo->CoordSystemsInfo(); systems && !EndsWith(aPath, "/value"))
+            systems->AddCoordSystemID(text, nullptr);
+    }
+}
+
+void TcsRosReestrKadNew::AfterUpdateFullInfo() {
+    TcsRosReestrKad::AfterUpdateFullInfo();
+    if (!FXmlInfo) return;
+    if (RightCount > 0) FXmlInfo->SetKeyValue("RIGHT_COUNT", "Количество прав", std::to_string(RightCount));
+    if (RestrictCount > 0) FXmlInfo->SetKeyValue("RESTRICT_COUNT", "Количество ограничений", std::to_string(RestrictCount));
+}
+
+bool TcsRosReestrKadNew::FillSpatialDataNewContours(TcsXMLProcessSessionItem& aItem, PXMLNode aNode, bool aCheckClosed) {
+    if (!aNode) return false;
+    TcsSpatialRings rings;
+    bool found = false;
+    const TGrParcelRef parcel = rings.ReadContoursNew(aNode, aCheckClosed, false, found);
+    return found && SetItemGeometry(aItem, parcel.get());
+}
+
+// ---------------------------------------------------------------------------------------------
+// TcsRosReestrKadPlNew
+
+namespace {
+
+enum TRecordKind : uint8_t { rkNone, rkParcel, rkBuild, rkZone, rkOms, rkBound, rkSurveying };
+
+TRecordKind RecordKind(std::string_view aName) {
+    struct TName {
+        const char* Name;
+        TRecordKind Kind;
+    };
+    static const TName names[] = {
+        {"land_record", rkParcel},
+        {"build_record", rkBuild},
+        {"construction_record", rkBuild},
+        {"object_under_construction_record", rkBuild},
+        {"zones_and_territories_record", rkZone},
+        {"oms_point", rkOms},
+        {"subject_boundary_record", rkBound},
+        {"municipal_boundary_record", rkBound},
+        {"inhabited_locality_boundary_record", rkBound},
+        {"coastline_record", rkBound},
+        {"surveying_project_record", rkSurveying},
+    };
+    for (const TName& n : names)
+        if (SameText(aName, n.Name)) return n.Kind;
+    return rkNone;
+}
+
+}  // namespace
+
+bool TcsRosReestrKadPlNew::SupportClass(const TcsXMLInfo& aInfo) { return aInfo.RootNodeName == "extract_cadastral_plan_territory"; }
+
+void TcsRosReestrKadPlNew::Clean() {
+    TcsRosReestrKadNew::Clean();
+    FStat.Clear();
+    FKadNumList.clear();
+    FAreaList.clear();
+    FLastKadNum.clear();
+    fBlockIndex = 0;
+    fHasExtent = false;
+    XMin = XMax = YMin = YMax = 0;
+}
+
+void TcsRosReestrKadPlNew::InfoCharacters(std::string_view aPath, std::string_view aText) {
+    // The blocks' own numbers and areas, never a record's.
+    static constexpr std::string_view kBlock = "/cadastral_blocks/cadastral_block/";
+    const size_t at = aPath.find(kBlock);
+    if (at != std::string_view::npos) {
+        const std::string_view below = aPath.substr(at + kBlock.size());
+        const std::string text = Trim(aText);
+        if (below == "cadastral_number" && !text.empty()) {
+            FKadNumList.push_back(text);
+            FAreaList.push_back(0);
+            if (FKadNum.empty()) FKadNum = text;
+            FLastKadNum = text;
+            return;
+        }
+        if ((below == "area_quarter/area" || below == "area_qurter/area") && !FAreaList.empty()) {
+            double area = 0;
+            if (TryStrToFloat(text, area)) {
+                FAreaList.back() = area;
+                if (FAreaList.size() == 1) {
+                    FArea = area;
+                    fHasArea = true;
+                }
+            }
+            return;
+        }
+        if (below.substr(0, std::min(below.size(), std::string_view("spatial_data/").size())) == "spatial_data/" &&
+            (EndsWith(below, "/ordinate/x") || EndsWith(below, "/ordinate/y"))) {
+            double v = 0;
+            if (TryStrToFloat(text, v)) {
+                // X and Y as the document has them: x first in each ordinate.
+                const bool isX = EndsWith(below, "/x");
+                double& low = isX ? XMin : YMin;
+                double& high = isX ? XMax : YMax;
+                if (!fHasExtent || v < low) low = v;
+                if (!fHasExtent || v > high) high = v;
+                if (!isX) fHasExtent = true;
+            }
+        }
+    }
+    TcsRosReestrKadNew::InfoCharacters(aPath, aText);
+}
+
+void TcsRosReestrKadPlNew::UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) {
+    TcsRosReestrKadNew::UpdateStringInfo(aInfo);
+    auto shown = [this](double v) { return fHasExtent ? FormatNumber(v) : std::string(); };
+    aInfo.emplace_back("Квартал X мин.", shown(XMin));
+    aInfo.emplace_back("Квартал X макс.", shown(XMax));
+    aInfo.emplace_back("Квартал Y мин.", shown(YMin));
+    aInfo.emplace_back("Квартал Y макс.", shown(YMax));
+}
+
+void TcsRosReestrKadPlNew::PrepareProcessXmlNode(TcsXMLProcessController& aController) {
+    TcsRosReestrKadNew::PrepareProcessXmlNode(aController);
+    fBlockIndex = 0;
+    KvartalID = TcsVariant();
+    if (RosInfo()) RosInfo()->FileType = rrKPT;
+}
+
+bool TcsRosReestrKadPlNew::ProcessXmlReadAllNode(TcsXMLProcessController&, PXMLNode, std::string_view aPath) {
+    return RecordKind(LastStep(aPath)) != rkNone;
+}
+
+void TcsRosReestrKadPlNew::Status(const std::string& aText) {
+    if (FManager) FManager->DoStatusProcedure(aText, skText, 0);
+}
+
+void TcsRosReestrKadPlNew::ProcessXmlNode(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    const std::string_view name = LastStep(aPath);
+    if (SameText(name, "cadastral_block")) {
+        ProcessBlock(aController, aNode, aPath);
+        return;
+    }
+    switch (RecordKind(name)) {
+    case rkParcel:
+        if (!Excluded(reParcels)) ProcessParcel(aController, aNode, aPath);
+        break;
+    case rkBuild:
+        if (!Excluded(reObjects)) ProcessBuildNew(aController, aNode, aPath);
+        break;
+    case rkZone:
+        if (!Excluded(reZones)) ProcessZone(aController, aNode, aPath);
+        break;
+    case rkOms:
+        if (!Excluded(rePoints)) ProcessOMSNew(aController, aNode, aPath);
+        break;
+    case rkBound:
+        if (!Excluded(reBounds)) ProcessBound(aController, aNode, aPath);
+        break;
+    case rkSurveying:
+        if (!Excluded(reProjects)) ProcessSurveying_project(aController, aNode, aPath);
+        break;
+    case rkNone: break;
+    }
+}
+
+void TcsRosReestrKadPlNew::ProcessBlock(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    (void)aNode;
+    const size_t index = fBlockIndex++;
+    if (index >= FKadNumList.size()) {
+        KvartalID = TcsVariant();
+        return;
+    }
+    const std::string& number = FKadNumList[index];
+    FKadNum = number;
+    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(number, kPartBlock)) {
+        KvartalID = key->Value;
+        return;
+    }
+    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
+    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(number));
+    block->AddValue("area", 1, kValueNumber, TcsVariant(FAreaList[index]));
+    if (!ProcessSessionFind(*block, aPath, aNode)) block->GetKey();
+    KvartalID = block->GetKey();
+    aController.Keys().SetKey(number, kPartBlock, KvartalID);
+    aController.CommitAllSession(false, true);
+}
+
+void TcsRosReestrKadPlNew::CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem,
+                                        const std::string& aNumber) {
+    TcsVariant block = KvartalID;
+    if (block.IsEmpty()) block = ProcessCreateOrFindQuartal(aController, BlockOfNumber(aNumber));
+    if (!block.IsEmpty()) aItem.SetValue("QUARTALS_ID", kValueKey, block);
+    if (FManager && FManager->ExternalFileInfo().StorageID != 0)
+        aItem.SetValue("XML_ID", kValueKey, TcsVariant(FManager->ExternalFileInfo().StorageID));
+    // A record stored by an earlier conversion keeps its row.
+    if (!aNumber.empty() && !ProcessSessionFind(aItem, aItem.PartTypeString(), nullptr)) aItem.GetKey();
+    aController.CommitAllSession(false, true);
+}
+
+void TcsRosReestrKadPlNew::ProcessParcel(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    std::string number;
+    GetValueByXpath(aNode, "object/common_data/cad_number", number, false);
+    Status("Обработка участка: " + number);
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartParcel, nullptr, false);
+    FillSessionItemFormula(*item, CadastrTablesNew().Parcel, aNode);
+    if (UseFullSchema) {
+        const std::string path(aPath);
+        ProcessNullLevel(aController, *item, true, "", path, aNode);
+        processRelations(aController, *item, "", false, {}, path, aNode, true);
+    }
+    FillSpatialDataNewContours(*item, FirstElementNamed(aNode, "contours_location"), true);
+    CommitRecord(aController, *item, number);
+}
+
+void TcsRosReestrKadPlNew::ProcessBuildNew(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    const std::string_view name = LastStep(aPath);
+    const TcsCadastrTables& tables = CadastrTablesNew();
+    const TcsFormulaTable& table = SameText(name, "build_record")          ? tables.Build
+                                   : SameText(name, "construction_record") ? tables.Construction
+                                                                          : tables.UnderConstruction;
+    std::string number;
+    GetValueByXpath(aNode, "object/common_data/cad_number", number, false);
+    Status("Обработка ОКС: " + number);
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartBuilding, nullptr, false);
+    FillSessionItemFormula(*item, table, aNode);
+    if (UseFullSchema) {
+        const std::string path(aPath);
+        ProcessNullLevel(aController, *item, true, "", path, aNode);
+        processRelations(aController, *item, "", false, {}, path, aNode, true);
+    }
+    FillSpatialDataNewContours(*item, aNode, false);
+    CommitRecord(aController, *item, number);
+}
+
+void TcsRosReestrKadPlNew::ProcessZone(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    std::string number;
+    GetValueByXpath(aNode, "b_object_zones_and_territories/b_object/reg_numb_border", number, false);
+    std::string status = "Обработка зоны: " + number;
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartZone, nullptr, false);
+    FillSessionItemFormula(*item, CadastrTablesNew().Zone, aNode);
+    for (PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling()) {
+        if (c->NodeType() != xml::ntElement) continue;
+        const char* kind = c->NodeName() == "TerritorialZone" ? "Территориальная зона"
+                           : c->NodeName() == "SpecialZone"   ? "Зона с особыми условиями использования территорий"
+                                                              : nullptr;
+        if (!kind) continue;
+        item->AddValue("ZoneKind", kValueText, TcsVariant(kind));
+        status += std::string(": ") + kind;
+        break;
+    }
+    Status(status);
+    FillSpatialDataNewContours(*item, FirstElementNamed(aNode, "b_contours_location"), false);
+    CommitRecord(aController, *item, number);
+}
+
+void TcsRosReestrKadPlNew::ProcessOMSNew(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    std::string number;
+    GetValueByXpath(aNode, "p_nmb", number, false);
+    Status("Обработка пункта ОМС: " + number);
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartOmsPoint, nullptr, false);
+    FillSessionItemFormula(*item, CadastrTablesNew().OmsPoint, aNode);
+    double x = 0, y = 0;
+    std::string tx, ty;
+    if (GetValueByXpath(aNode, "ord_x", tx, false) && GetValueByXpath(aNode, "ord_y", ty, false) && TryStrToFloat(Trim(tx), x) &&
+        TryStrToFloat(Trim(ty), y))
+        item->Geometry().SetWKT("POINT (" + FormatNumber(y) + " " + FormatNumber(x) + ")");
+    CommitRecord(aController, *item, number);
+}
+
+void TcsRosReestrKadPlNew::ProcessBound(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    const std::string_view name = LastStep(aPath);
+    const TcsCadastrTables& tables = CadastrTablesNew();
+    const TcsFormulaTable& table = SameText(name, "subject_boundary_record")              ? tables.SubjectBound
+                                   : SameText(name, "coastline_record")                   ? tables.Coastline
+                                   : SameText(name, "inhabited_locality_boundary_record") ? tables.LocalityBound
+                                                                                          : tables.MunicipalBound;
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartBound, nullptr, false);
+    FillSessionItemFormula(*item, table, aNode);
+    const std::string number = item->Values().GetValue(1).AsString();
+    Status("Обработка границы: " + number);
+    FillSpatialDataNewContours(*item, FirstElementNamed(aNode, "b_contours_location"), false);
+    CommitRecord(aController, *item, number);
+}
+
+void TcsRosReestrKadPlNew::ProcessSurveying_project(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
+    SetRecordPath(aPath);
+    TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartSurveying, nullptr, false);
+    FillSessionItemFormula(*item, CadastrTablesNew().Surveying, aNode);
+    const std::string number = item->Values().GetValue(0).AsString();
+    Status("Обработка проекта межевания: " + number);
+    FillSpatialDataNewContours(*item, FirstElementNamed(aNode, "b_contours_location"), false);
+    CommitRecord(aController, *item, number);
+}
+
+// ---------------------------------------------------------------------------------------------
+
+void RegisterCadastrProcesses() {
+    // The new-format plan is registered last.
+    ProcessInfoManager().Register<TcsRosReestrKadPlNew>();
+}
+
+}  // namespace tmi

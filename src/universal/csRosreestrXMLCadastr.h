@@ -1,0 +1,232 @@
+// The cadastre processes: Rosreestr extracts into session items through tables of formulas,
+// one formula per value slot of an item (csRosreestrXMLFormula.h). TcsRosReestrKad holds what
+// all extracts share: the document's number, date, version and area, the statistic of what the
+// file holds, the spatial data. TcsRosReestrKadNew reads the newer family (geometry under
+// entity_spatial/spatials_elements); TcsRosReestrKadPlNew is its plan of territory, version 11.
+//
+// Part types of the items: 0 block, 1 parcel, 3 building or construction, 4 zone, 5 survey
+// point, 6 boundary, 7 survey project.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "csRosreestrXMLFormula.h"
+#include "csRosreestrXMLUniversalProcess.h"
+
+namespace tmi {
+
+class TXSDObject;
+class TGrParcel;
+
+inline constexpr int kPartBlock = 0;
+inline constexpr int kPartParcel = 1;
+inline constexpr int kPartBuilding = 3;
+inline constexpr int kPartZone = 4;
+inline constexpr int kPartOmsPoint = 5;
+inline constexpr int kPartBound = 6;
+inline constexpr int kPartSurveying = 7;
+
+// The kinds of record a conversion may leave out, one bit each.
+enum TcsRosReestrExclude : uint32_t {
+    reParcels = 2,
+    reObjects = 8,
+    reZones = 16,
+    rePoints = 32,
+    reBounds = 64,
+    reProjects = 128,
+};
+
+class TcsRosReestrStat {
+public:
+    int64_t BuildCount = 0;
+    int64_t ParselCount = 0;
+    int64_t ConstructionCount = 0;
+    int64_t Under_ConstructionCount = 0;
+    int64_t Inhabited_Locality_Boundary_RecordCount = 0;
+    int64_t Coastline_RecordCount = 0;
+    int64_t Municipal_Boundary_RecordCount = 0;
+    int64_t Zones_and_territories_recordCount = 0;
+    int64_t Oms_PointCount = 0;
+    int64_t Surveying_Project_RecordCount = 0;
+    [[nodiscard]] int64_t OKSCount() const noexcept { return BuildCount + ConstructionCount + Under_ConstructionCount; }
+    void Clear() { *this = TcsRosReestrStat(); }
+
+    struct TCounter {
+        const char* Name;
+        const char* Label;
+        int64_t TcsRosReestrStat::*Field;
+    };
+    // The counters with their names and labels, in the order they are shown.
+    static const std::array<TCounter, 10>& Counters();
+    // The counter a record element counts into, by its name; nil for other elements.
+    int64_t* CounterOf(std::string_view aElement);
+};
+
+enum TcsXmlInfoRosReestrFileType : uint8_t { rrUnknown, rrKPT, rrZUInfo, rrOKSInfo, rrExtractInfo, rrZONEInfo, rrBoundaryInfo };
+
+class TcsXmlInfoRosReestr : public TcsXMLInfo {
+    TCS_PERSISTENT(TcsXmlInfoRosReestr)
+public:
+    using TcsXMLInfo::TcsXMLInfo;
+    TcsXmlInfoRosReestrFileType FileType = rrUnknown;
+    bool HasGeometryInDB = false;
+    std::string KvartalID;
+    std::string ObjectID;
+    // One line: the type, the number and the date as dd.mm.yyyy.
+    [[nodiscard]] std::string GetInfoText() const;
+};
+
+// The process's settings: the kinds left out.
+class TcsRosReestrProcessConfig : public TcsXMLFileProcessConfig {
+    TCS_PERSISTENT(TcsRosReestrProcessConfig)
+public:
+    using TcsXMLFileProcessConfig::TcsXMLFileProcessConfig;
+    uint32_t Exclude = 0;
+};
+
+class TcsRosReestrKad : public TcsXMLFileUniversalProcess, protected TcsFormulaDecoder {
+    TCS_PERSISTENT(TcsRosReestrKad)
+public:
+    explicit TcsRosReestrKad(TcsComponent* aOwner = nullptr);
+
+    int GetAnalizeMode() const override { return 1; }
+    bool NededUpdateFullInfo() const override { return true; }
+    void Clean() override;
+    bool IgnoreNode(TcsXMLProcessController& aController, TcsXMLProcessSessionItem* aItem, std::string_view aPath,
+                    xml::PXMLNode aNode) override;
+    void ProcessXmlFile(TcsXMLProcessController& aController, TcsXMLFileAnalizer& aAnalizer) override;
+    void UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) override;
+    void AfterUpdateFullInfo() override;
+    void ProcessExternalValues(TcsXMLProcessSessionItem& aItem) override;
+    std::unique_ptr<TcsXMLInfo> GetXmlInfoClass() const override { return std::make_unique<TcsXmlInfoRosReestr>(); }
+    std::unique_ptr<TcsXMLFileProcessConfig> GetProcessConfigClass() const override {
+        return std::make_unique<TcsRosReestrProcessConfig>();
+    }
+
+    // Every slot of a table evaluated on the record: a non-empty result becomes value number
+    // slot of the item, its source the formula; a "*" form adds its values after.
+    void FillSessionItemFormula(TcsXMLProcessSessionItem& aItem, const TcsFormulaTable& aTable, xml::PXMLNode aNode);
+    // The document's area: Total, or Area/area with Unit/unit, below aNode.
+    void ProcessArea(xml::PXMLNode aNode);
+    // The key of a block's item, opened and committed the first time its number is met.
+    TcsVariant ProcessCreateOrFindQuartal(TcsXMLProcessController& aController, const std::string& aNumber);
+    // The object's rings as the item's geometry; false when it has none.
+    bool SetItemGeometry(TcsXMLProcessSessionItem& aItem, const TGrParcel* aParcel);
+
+    [[nodiscard]] TcsRosReestrProcessConfig& Config();
+    [[nodiscard]] bool Excluded(TcsRosReestrExclude aKind) { return (Config().Exclude & aKind) != 0; }
+
+    std::string FKadNum;
+    std::string FVersion;
+    double FArea = 0;
+    std::string CodeType;
+    TDateTime Date;
+    TcsRosReestrStat Stat;
+    // The block key of the records being read.
+    TcsVariant KvartalID;
+
+protected:
+    // The record's path: formulas' paths are found in the XSD below it.
+    void SetRecordPath(std::string_view aPath);
+    std::string Decode(std::string_view aRelative, std::string aValue) override;
+    [[nodiscard]] TcsXmlInfoRosReestr* RosInfo() const;
+    // The first three parts of a number, the block's.
+    static std::string BlockOfNumber(const std::string& aNumber);
+    bool fHasArea = false;
+
+private:
+    struct THash {
+        using is_transparent = void;
+        size_t operator()(std::string_view s) const noexcept { return std::hash<std::string_view>{}(s); }
+    };
+    using TObjects = std::unordered_map<std::string, const TXSDObject*, THash, std::equal_to<>>;
+    std::unordered_map<std::string, TObjects, THash, std::equal_to<>> fDecoders;  // by record path
+    TObjects* fRecordObjects = nullptr;
+    std::string fRecordPath;
+};
+
+class TcsRosReestrKadNew : public TcsRosReestrKad {
+    TCS_PERSISTENT(TcsRosReestrKadNew)
+public:
+    using TcsRosReestrKad::TcsRosReestrKad;
+    void Clean() override;
+    // The full look: the document's date and number, the statistic, the coordinate systems
+    // named by its spatial elements, rights and restrictions.
+    void InfoStartElement(xml::PXMLNode aNode, std::string_view aPath) override;
+    void InfoCharacters(std::string_view aPath, std::string_view aText) override;
+    void AfterUpdateFullInfo() override;
+    // The contours below aNode ("contours" lists) as the item's geometry.
+    bool FillSpatialDataNewContours(TcsXMLProcessSessionItem& aItem, xml::PXMLNode aNode, bool aCheckClosed);
+
+    int64_t RightCount = 0;
+    int64_t RestrictCount = 0;
+};
+
+class TcsRosReestrKadPlNew : public TcsRosReestrKadNew {
+    TCS_PERSISTENT(TcsRosReestrKadPlNew)
+public:
+    using TcsRosReestrKadNew::TcsRosReestrKadNew;
+    static bool SupportClass(const TcsXMLInfo& aInfo);
+    std::string GetTitle() const override { return "Кадастровый план территории вер. 11"; }
+    std::string GetRootNodeName() const override { return "extract_cadastral_plan_territory"; }
+    std::string GetXSDFileName() const override { return "KPT/KPT_v11/extract_cadastral_plan_territory_v01.xsd"; }
+    [[nodiscard]] static const char* StyleSheetBase() { return "KPT"; }
+    void Clean() override;
+    void InfoCharacters(std::string_view aPath, std::string_view aText) override;
+    void UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) override;
+    bool ProcessXmlReadAllNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
+    void ProcessXmlNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
+    void PrepareProcessXmlNode(TcsXMLProcessController& aController) override;
+
+    void ProcessParcel(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessBuildNew(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessZone(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessOMSNew(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessBound(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessSurveying_project(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+
+    TcsRosReestrStat FStat;
+    // The blocks' numbers and areas as the full look found them, in document order.
+    std::vector<std::string> FKadNumList;
+    std::vector<double> FAreaList;
+    std::string FLastKadNum;
+    int KadPlType = 0;
+    // The extent of the blocks' own spatial elements, as the full look saw them.
+    double XMin = 0, XMax = 0, YMin = 0, YMax = 0;
+
+private:
+    // Opens the block item of the next cadastral_block.
+    void ProcessBlock(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    // The common end of a record: the block key, the commit.
+    void CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem, const std::string& aNumber);
+    void Status(const std::string& aText);
+    size_t fBlockIndex = 0;
+    bool fHasExtent = false;
+};
+
+// The tables of formulas, each in slot order (csRosreestrXMLCadastrTables.cpp).
+struct TcsCadastrTables {
+    TcsFormulaTable Parcel;
+    TcsFormulaTable Build;
+    TcsFormulaTable Construction;
+    TcsFormulaTable UnderConstruction;
+    TcsFormulaTable Zone;
+    TcsFormulaTable OmsPoint;
+    TcsFormulaTable SubjectBound;
+    TcsFormulaTable Coastline;
+    TcsFormulaTable LocalityBound;
+    TcsFormulaTable MunicipalBound;
+    TcsFormulaTable Surveying;
+};
+// Parsed once, on first use.
+const TcsCadastrTables& CadastrTablesNew();
+
+// Registers the cadastre processes with the process registry.
+void RegisterCadastrProcesses();
+
+}  // namespace tmi

@@ -1,0 +1,106 @@
+// What the universal conversion's tests share: a temporary folder, fixtures, a manager set up
+// as tmconvert sets it up, and rows read back from SQLite.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "csXMLDBDestination.h"
+
+namespace tmi::test {
+
+namespace fs = std::filesystem;
+
+inline const std::string kFixtures = std::string(TM_FIXTURES) + "/universal/";
+inline const std::string kDocument = kFixtures + "test-document.xml";
+inline const std::string kSchemas = std::string(TM_SOURCE_DIR) + "/data/Schemas";
+
+struct TempFolder {
+    fs::path Path;
+    TempFolder() {
+        const char* tmp = std::getenv("TMPDIR");
+        Path = fs::path(tmp && *tmp ? tmp : "/tmp") /
+               ("tm-universal-" + std::to_string(::getpid()) + "-" + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        fs::remove_all(Path);
+        fs::create_directories(Path);
+    }
+    ~TempFolder() { fs::remove_all(Path); }
+    std::string operator/(const std::string& aName) const { return (Path / aName).string(); }
+};
+
+inline std::string WriteText(const std::string& aFile, const std::string& aText) {
+    std::ofstream(aFile, std::ios::binary) << aText;
+    return aFile;
+}
+
+// Rows of a query over a SQLite file, each row's columns joined by "|".
+inline std::vector<std::string> Rows(const std::string& aDatabase, const std::string& aSQL) {
+    std::vector<std::string> rows;
+    sqlite3* db = nullptr;
+    if (sqlite3_open_v2(aDatabase.c_str(), &db, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK) {
+        sqlite3_close(db);
+        ADD_FAILURE() << "cannot open " << aDatabase;
+        return rows;
+    }
+    sqlite3_stmt* s = nullptr;
+    if (sqlite3_prepare_v2(db, aSQL.c_str(), -1, &s, nullptr) != SQLITE_OK) {
+        ADD_FAILURE() << sqlite3_errmsg(db);
+    } else {
+        while (sqlite3_step(s) == SQLITE_ROW) {
+            std::string row;
+            for (int i = 0; i < sqlite3_column_count(s); ++i) {
+                const auto* t = sqlite3_column_text(s, i);
+                row += (i ? "|" : "") + (t ? std::string(reinterpret_cast<const char*>(t)) : std::string("NULL"));
+            }
+            rows.push_back(row);
+        }
+    }
+    sqlite3_finalize(s);
+    sqlite3_close(db);
+    return rows;
+}
+
+// A manager set up as tmconvert sets it up: schemas, XSD folder, the database destination.
+inline std::unique_ptr<TcsConvertManager> NewManager(const std::string& aFile, const std::string& aDatabase) {
+    auto m = std::make_unique<TcsConvertManager>();
+    m->Intialize(kSchemas, kFixtures);
+    m->ActivateDestination(TcsXMLDBDestination::StaticClassName());
+    m->ActiveDestination()->Config().FileName = aDatabase;
+    m->SetFileName(aFile);
+    return m;
+}
+
+// The whole sequence; the failure's text, empty when the file was converted.
+inline std::string Convert(TcsConvertManager& aManager) {
+    std::string failure;
+    try {
+        aManager.UpdateInfo(true);
+        std::string message;
+        if (!aManager.CheckProcess(message)) return message;
+        aManager.StartProcess(true);
+    } catch (const std::exception& e) {
+        failure = e.what();
+        aManager.Finished = false;
+    }
+    aManager.EndProcess();
+    return failure;
+}
+
+
+// An XSD folder as a user would have it for the real extracts: every package of the shared
+// data, plus a stand-in for the version 11 plan schema the data lacks (the root alone).
+inline void MakeRealXSDFolder(const fs::path& aShared, const fs::path& aFolder) {
+    fs::create_directories(aFolder);
+    for (const auto& e : fs::directory_iterator(aShared / "XSDSchemes")) fs::create_directory_symlink(e.path(), aFolder / e.path().filename());
+    fs::create_directories(aFolder / "KPT/KPT_v11");
+    fs::copy_file(kFixtures + "standin-root-only-kpt11.xsd", aFolder / "KPT/KPT_v11/extract_cadastral_plan_territory_v01.xsd");
+}
+
+}  // namespace tmi::test
