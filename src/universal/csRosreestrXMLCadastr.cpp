@@ -443,7 +443,6 @@ void TcsRosReestrKadPlNew::ProcessXmlNode(TcsXMLProcessController& aController, 
 }
 
 void TcsRosReestrKadPlNew::ProcessBlock(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
-    (void)aNode;
     const size_t index = fBlockIndex++;
     if (index >= FKadNumList.size()) {
         KvartalID = TcsVariant();
@@ -466,11 +465,11 @@ void TcsRosReestrKadPlNew::ProcessBlock(TcsXMLProcessController& aController, PX
 
 void TcsRosReestrKadPlNew::CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem,
                                         const std::string& aNumber) {
-    TcsVariant block = KvartalID;
-    if (block.IsEmpty()) block = ProcessCreateOrFindQuartal(aController, BlockOfNumber(aNumber));
-    if (!block.IsEmpty()) aItem.SetValue("QUARTALS_ID", kValueKey, block);
-    if (FManager && FManager->ExternalFileInfo().StorageID != 0)
-        aItem.SetValue("XML_ID", kValueKey, TcsVariant(FManager->ExternalFileInfo().StorageID));
+    ProcessExternalValues(aItem);
+    // A record outside any block read so far belongs to the block its number names.
+    if (KvartalID.IsEmpty())
+        if (const TcsVariant block = ProcessCreateOrFindQuartal(aController, BlockOfNumber(aNumber)); !block.IsEmpty())
+            aItem.SetValue("QUARTALS_ID", kValueKey, block);
     // A record stored by an earlier conversion keeps its row.
     if (!aNumber.empty() && !ProcessSessionFind(aItem, aItem.PartTypeString(), nullptr)) aItem.GetKey();
     aController.CommitAllSession(false, true);
