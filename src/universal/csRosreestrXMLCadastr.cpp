@@ -23,16 +23,47 @@ std::string_view LastStep(std::string_view aPath) {
     return slash == std::string_view::npos ? aPath : aPath.substr(slash + 1);
 }
 
-bool EndsWith(std::string_view aText, std::string_view aTail) {
-    return aText.size() >= aTail.size() && aText.substr(aText.size() - aTail.size()) == aTail;
-}
-
 std::string FormatNumber(double aValue) { return TcsVariant(aValue).AsString(); }
 
 PXMLNode FirstElementNamed(PXMLNode aNode, std::string_view aName) {
     for (PXMLNode c = aNode ? aNode->FirstChild() : nullptr; c; c = c->NextSibling())
         if (c->NodeType() == xml::ntElement && SameText(c->NodeName(), aName)) return c;
     return nullptr;
+}
+
+// The record elements of the new family: how the plan's walk reads each, and the counter of
+// the statistic it counts into (none for subject boundaries).
+enum TRecordKind : uint8_t { rkNone, rkParcel, rkBuild, rkZone, rkOms, rkBound, rkSurveying };
+
+struct TRecordElement {
+    const char* Element;
+    TRecordKind Kind;
+    int64_t TcsRosReestrStat::*Counter;
+};
+
+constexpr TRecordElement kRecordElements[] = {
+    {"land_record", rkParcel, &TcsRosReestrStat::ParselCount},
+    {"build_record", rkBuild, &TcsRosReestrStat::BuildCount},
+    {"construction_record", rkBuild, &TcsRosReestrStat::ConstructionCount},
+    {"object_under_construction_record", rkBuild, &TcsRosReestrStat::Under_ConstructionCount},
+    {"zones_and_territories_record", rkZone, &TcsRosReestrStat::Zones_and_territories_recordCount},
+    {"oms_point", rkOms, &TcsRosReestrStat::Oms_PointCount},
+    {"subject_boundary_record", rkBound, nullptr},
+    {"municipal_boundary_record", rkBound, &TcsRosReestrStat::Municipal_Boundary_RecordCount},
+    {"inhabited_locality_boundary_record", rkBound, &TcsRosReestrStat::Inhabited_Locality_Boundary_RecordCount},
+    {"coastline_record", rkBound, &TcsRosReestrStat::Coastline_RecordCount},
+    {"surveying_project_record", rkSurveying, &TcsRosReestrStat::Surveying_Project_RecordCount},
+};
+
+const TRecordElement* RecordElement(std::string_view aName) {
+    for (const TRecordElement& r : kRecordElements)
+        if (SameText(aName, r.Element)) return &r;
+    return nullptr;
+}
+
+TRecordKind RecordKind(std::string_view aName) {
+    const TRecordElement* r = RecordElement(aName);
+    return r ? r->Kind : rkNone;
 }
 
 }  // namespace
@@ -59,25 +90,8 @@ const std::array<TcsRosReestrStat::TCounter, 10>& TcsRosReestrStat::Counters() {
 }
 
 int64_t* TcsRosReestrStat::CounterOf(std::string_view aElement) {
-    struct TRecord {
-        const char* Element;
-        int64_t TcsRosReestrStat::*Field;
-    };
-    static const TRecord records[] = {
-        {"land_record", &TcsRosReestrStat::ParselCount},
-        {"build_record", &TcsRosReestrStat::BuildCount},
-        {"construction_record", &TcsRosReestrStat::ConstructionCount},
-        {"object_under_construction_record", &TcsRosReestrStat::Under_ConstructionCount},
-        {"inhabited_locality_boundary_record", &TcsRosReestrStat::Inhabited_Locality_Boundary_RecordCount},
-        {"coastline_record", &TcsRosReestrStat::Coastline_RecordCount},
-        {"municipal_boundary_record", &TcsRosReestrStat::Municipal_Boundary_RecordCount},
-        {"zones_and_territories_record", &TcsRosReestrStat::Zones_and_territories_recordCount},
-        {"oms_point", &TcsRosReestrStat::Oms_PointCount},
-        {"surveying_project_record", &TcsRosReestrStat::Surveying_Project_RecordCount},
-    };
-    for (const TRecord& r : records)
-        if (SameText(aElement, r.Element)) return &(this->*r.Field);
-    return nullptr;
+    const TRecordElement* r = RecordElement(aElement);
+    return r && r->Counter ? &(this->*r->Counter) : nullptr;
 }
 
 std::string TcsXmlInfoRosReestr::GetInfoText() const {
@@ -266,23 +280,23 @@ void TcsRosReestrKadNew::InfoCharacters(std::string_view aPath, std::string_view
     if (!FXmlInfo) return;
     const std::string text = Trim(aText);
     if (text.empty()) return;
-    if (EndsWith(aPath, "/date_formation")) {
+    if (aPath.ends_with("/date_formation")) {
         TDateTime date;
         if (!FXmlInfo->HasDateDocument && TryStrToDateTime(text, date)) {
             Date = date;
             FXmlInfo->DateDocument = date;
             FXmlInfo->HasDateDocument = true;
         }
-    } else if (EndsWith(aPath, "/registration_number")) {
+    } else if (aPath.ends_with("/registration_number")) {
         if (FVersion.empty()) FVersion = text;
         if (FXmlInfo->Number.empty()) FXmlInfo->Number = text;
-    } else if (EndsWith(aPath, "/object/common_data/cad_number")) {
+    } else if (aPath.ends_with("/object/common_data/cad_number")) {
         if (FKadNum.empty()) FKadNum = text;
-    } else if (EndsWith(aPath, "/entity_spatial/sk_id") || EndsWith(aPath, "/entity_spatial/sk_code/value") ||
-               EndsWith(aPath, "/entity_spatial/sk_code/code")) {
+    } else if (aPath.ends_with("/entity_spatial/sk_id") || aPath.ends_with("/entity_spatial/sk_code/value") ||
+               aPath.ends_with("/entity_spatial/sk_code/code")) {
         if (FXmlInfo->CoordSysDocName.empty()) FXmlInfo->CoordSysDocName = text;
-        if (FXmlInfo->CoordSysDocID.empty() && !EndsWith(aPath, "/value")) FXmlInfo->CoordSysDocID = text;
-        if (TcsXMLCoordSystemsInfo* systems = FXmlInfo->CoordSystemsInfo(); systems && !EndsWith(aPath, "/value"))
+        if (FXmlInfo->CoordSysDocID.empty() && !aPath.ends_with("/value")) FXmlInfo->CoordSysDocID = text;
+        if (TcsXMLCoordSystemsInfo* systems = FXmlInfo->CoordSystemsInfo(); systems && !aPath.ends_with("/value"))
             systems->AddCoordSystemID(text, nullptr);
     }
 }
@@ -304,35 +318,6 @@ bool TcsRosReestrKadNew::FillSpatialDataNewContours(TcsXMLProcessSessionItem& aI
 
 // ---------------------------------------------------------------------------------------------
 // TcsRosReestrKadPlNew
-
-namespace {
-
-enum TRecordKind : uint8_t { rkNone, rkParcel, rkBuild, rkZone, rkOms, rkBound, rkSurveying };
-
-TRecordKind RecordKind(std::string_view aName) {
-    struct TName {
-        const char* Name;
-        TRecordKind Kind;
-    };
-    static const TName names[] = {
-        {"land_record", rkParcel},
-        {"build_record", rkBuild},
-        {"construction_record", rkBuild},
-        {"object_under_construction_record", rkBuild},
-        {"zones_and_territories_record", rkZone},
-        {"oms_point", rkOms},
-        {"subject_boundary_record", rkBound},
-        {"municipal_boundary_record", rkBound},
-        {"inhabited_locality_boundary_record", rkBound},
-        {"coastline_record", rkBound},
-        {"surveying_project_record", rkSurveying},
-    };
-    for (const TName& n : names)
-        if (SameText(aName, n.Name)) return n.Kind;
-    return rkNone;
-}
-
-}  // namespace
 
 bool TcsRosReestrKadPlNew::SupportClass(const TcsXMLInfo& aInfo) { return aInfo.RootNodeName == "extract_cadastral_plan_territory"; }
 
@@ -372,12 +357,12 @@ void TcsRosReestrKadPlNew::InfoCharacters(std::string_view aPath, std::string_vi
             }
             return;
         }
-        if (below.substr(0, std::min(below.size(), std::string_view("spatial_data/").size())) == "spatial_data/" &&
-            (EndsWith(below, "/ordinate/x") || EndsWith(below, "/ordinate/y"))) {
+        if (below.starts_with("spatial_data/") &&
+            (below.ends_with("/ordinate/x") || below.ends_with("/ordinate/y"))) {
             double v = 0;
             if (TryStrToFloat(text, v)) {
                 // X and Y as the document has them: x first in each ordinate.
-                const bool isX = EndsWith(below, "/x");
+                const bool isX = below.ends_with("/x");
                 double& low = isX ? XMin : YMin;
                 double& high = isX ? XMax : YMax;
                 if (!fHasExtent || v < low) low = v;
