@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "csCommon.h"
+#include "xml_errors.h"
 
 namespace tmi {
 
@@ -40,7 +41,22 @@ void Stamp(TGrCont& aCont, const TcsSpatialRings& aRings) {
     aCont.reg = aRings.freg;
 }
 
+bool IsClassicRing(PXMLNode n) { return Has(n, "Spatial_Element") || Has(n, "SpatialElement"); }
+bool IsClassicUnit(PXMLNode n) { return Has(n, "Spelement_Unit") || Has(n, "SpelementUnit"); }
+
+// The left spelling of an attribute, or the right one when the left gave an empty string.
+std::string_view Either(PXMLNode aNode, std::string_view aLeft, std::string_view aRight) {
+    const std::string_view left = aNode->GetAttribute(aLeft);
+    return left.empty() ? aNode->GetAttribute(aRight) : left;
+}
+
 }  // namespace
+
+double StrictSpatialFloat(std::string_view aText) {
+    double v = 0;
+    if (!TryStrToFloat(aText, v)) throw Exception("'" + std::string(aText) + "' is not a valid floating point value");
+    return v;
+}
 
 double SpatialFloat(std::string_view aText) {
     std::string text = Trim(aText);
@@ -215,6 +231,86 @@ TGrParcelRef TcsSpatialRings::ReadContoursNew(PXMLNode aNode, bool aCheckClosed,
         if (merged->Contour(i)->IsInternal && !merged->Contour(i)->IsDeleted) result->Add(merged->ContourRef(i));
     aFound = true;
     return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The classic family
+
+TGrParcelRef TcsSpatialRings::ReadEntitySpatialClassic(PXMLNode aNode, bool aReversXY) {
+    const int n = ChildCount(aNode);
+    double largest = -10000000.0;
+    int largestIndex = -1;
+    int rings = 0;
+    double delta = 0;  // an ordinate without a delta repeats the last one read in this element
+    int i = 0;
+    for (PXMLNode ring = FirstElement(aNode); ring; ring = NextElement(ring), ++i) {
+        if (n > 10 && !fEvents->SpatialElement(i + 1, n)) {
+            Clear();
+            return nullptr;
+        }
+        if (!IsClassicRing(ring)) continue;
+        TGrContRef cont = Build ? std::make_shared<TGrCont>() : nullptr;
+        ++rings;
+        fEvents->ClassicRing(ring);
+        for (PXMLNode unit = FirstElement(ring); unit; unit = NextElement(unit)) {
+            if (!IsClassicUnit(unit)) continue;
+            fEvents->ClassicUnit(unit);
+            for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
+                if (!Has(o, "Ordinate")) continue;
+                const double ax = StrictSpatialFloat(o->GetAttribute("X")), ay = StrictSpatialFloat(o->GetAttribute("Y"));
+                const double x = aReversXY ? ax : ay, y = aReversXY ? ay : ax;
+                if (Build) {
+                    const std::string_view deltaText = Either(o, "Delta_Geopoint", "DeltaGeopoint");
+                    if (!deltaText.empty()) delta = StrictSpatialFloat(deltaText);
+                    cont->AddPoint(x, y);
+                }
+                fEvents->ClassicOrdinate(x, y, o, delta);
+            }
+        }
+        if (!Build) continue;
+        SPList.push_back(TEntry{cont, 1});
+        const double area = ContourArea(*cont);
+        if (area > largest) {
+            largest = area;
+            largestIndex = static_cast<int>(SPList.size()) - 1;
+        }
+    }
+    if (!Build) return nullptr;
+    TGrParcelRef parcel;
+    if (rings < 2) {
+        // An element with no ring has no first entry to take.
+        if (SPList.empty()) throw xml::EListError();
+        SPList[0].fCont->IsInternal = false;
+        parcel = std::make_shared<TGrParcel>();
+        parcel->Add(SPList[0].fCont);
+    } else {
+        SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
+        parcel = SortContours();
+    }
+    Clear();
+    return parcel;
+}
+
+TGrParcelRef TcsSpatialRings::ReadContoursClassic(PXMLNode aNode, bool aReversXY) {
+    const int n = ChildCount(aNode);
+    auto merged = std::make_shared<TGrParcel>();
+    int read = 0;
+    int i = 0;
+    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c), ++i) {
+        if (!fEvents->ContourListItem(i + 1, n)) return nullptr;
+        if (!Is(c, "Contour")) continue;
+        if (!fEvents->ContourFound(c, true)) return nullptr;
+        for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
+            if (!Has(e, "Entity_Spatial") && !Has(e, "EntitySpatial")) continue;
+            TGrParcelRef part = ReadEntitySpatialClassic(e, aReversXY);
+            if (Build && part) {
+                for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
+                ++read;
+            }
+        }
+    }
+    if (!fEvents->ContourListEnd(n, true)) return nullptr;
+    return read > 0 ? merged : nullptr;
 }
 
 // ---------------------------------------------------------------------------------------------

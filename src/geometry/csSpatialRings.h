@@ -26,10 +26,19 @@ public:
     virtual bool ContourListItem(int aIndex, int aCount) { (void)aIndex, (void)aCount; return true; }
     // A contour is about to be read.
     virtual bool ContourFound(xml::PXMLNode aContour, bool aShowProgress) { (void)aContour, (void)aShowProgress; return true; }
-    // A contours list of aCount children was read through.
-    virtual void ContourListEnd(int aCount, bool aShowProgress) { (void)aCount, (void)aShowProgress; }
+    // A contours list of aCount children was read through; false cancels (only a classic list
+    // asks).
+    virtual bool ContourListEnd(int aCount, bool aShowProgress) { (void)aCount, (void)aShowProgress; return true; }
     // One ordinate: x is the easting (the document's y), y the northing.
     virtual void Ordinate(double aX, double aY, xml::PXMLNode aOrdinate) { (void)aX, (void)aY, (void)aOrdinate; }
+    // The classic family: a ring (Spatial_Element) begins, a unit (Spelement_Unit) of it
+    // begins, and one ordinate of the unit with the delta that stands for it (the last one
+    // given in the element when the ordinate has none; read only when rings are built).
+    virtual void ClassicRing(xml::PXMLNode aRing) { (void)aRing; }
+    virtual void ClassicUnit(xml::PXMLNode aUnit) { (void)aUnit; }
+    virtual void ClassicOrdinate(double aX, double aY, xml::PXMLNode aOrdinate, double aDelta) {
+        (void)aX, (void)aY, (void)aOrdinate, (void)aDelta;
+    }
 };
 
 class TcsSpatialRings {
@@ -46,6 +55,14 @@ public:
     // ring was read. aShowProgress tells the contours as they come.
     TGrParcelRef ReadContoursNew(xml::PXMLNode aNode, bool aCheckClosed, bool aShowProgress, bool& aFound,
                                  bool aPrefixed = false);
+    // The rings of one classic Entity_Spatial (either spelling): each Spatial_Element a ring
+    // of its units' ordinates, X and Y attributes; aReversXY takes X as the easting. One ring
+    // is the object; of several the largest is outer and each ring inside another a hole.
+    // Raises on an ordinate whose numbers do not parse, and xml::EListError when the element
+    // holds no ring.
+    TGrParcelRef ReadEntitySpatialClassic(xml::PXMLNode aNode, bool aReversXY);
+    // Every Contour of a classic Contours list as one object; nil when none has a ring.
+    TGrParcelRef ReadContoursClassic(xml::PXMLNode aNode, bool aReversXY);
     // The rings gathered so far as one object: each ring inside another is a hole, holes last.
     TGrParcelRef SortContours();
 
@@ -66,6 +83,8 @@ private:
     TcsSpatialRingEvents* fEvents;
 };
 
+// A classic coordinate or delta: raises on text that is not a number.
+double StrictSpatialFloat(std::string_view aText);
 // A number of a spatial element: 0 for blank text; "." and "," both read as the decimal mark;
 // 0 when it does not parse.
 double SpatialFloat(std::string_view aText);

@@ -371,6 +371,8 @@ public:
 
     // --- the state of the job
     int32_t fPntMain = 0;
+    // The number and type of the classic unit being read.
+    std::string fUnitNumber, fUnitType;
     int32_t fImpError = 0;
     int32_t fSplitContours = 0;
     bool DoAbort = false;
@@ -449,7 +451,10 @@ private:
     bool SpatialElement(int aIndex, int aCount) override;
     bool ContourListItem(int aIndex, int aCount) override;
     bool ContourFound(xml::PXMLNode aContour, bool aShowProgress) override;
-    void ContourListEnd(int aCount, bool aShowProgress) override;
+    bool ContourListEnd(int aCount, bool aShowProgress) override;
+    void ClassicRing(xml::PXMLNode aRing) override;
+    void ClassicUnit(xml::PXMLNode aUnit) override;
+    void ClassicOrdinate(double aX, double aY, xml::PXMLNode aOrdinate, double aDelta) override;
     void Ordinate(double aX, double aY, xml::PXMLNode aOrdinate) override;
     void DecidePointNumbering(xml::PXMLNode aRing);
     void Extremes(double aX, double aY, bool aRect);

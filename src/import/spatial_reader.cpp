@@ -19,12 +19,7 @@ std::string_view Either(PXMLNode aNode, std::string_view aLeft, std::string_view
     return left.empty() ? aNode->GetAttribute(aRight) : left;
 }
 
-// The strict conversion of classic coordinates and deltas: raises on malformed text.
-double StrictFloat(std::string_view aText) {
-    double v = 0;
-    if (!TryStrToFloat(aText, v)) throw Exception("'" + std::string(aText) + "' is not a valid floating point value");
-    return v;
-}
+double StrictFloat(std::string_view aText) { return StrictSpatialFloat(aText); }
 
 bool IsClassicRing(PXMLNode n) { return Has(n, "Spatial_Element") || Has(n, "SpatialElement"); }
 bool IsClassicUnit(PXMLNode n) { return Has(n, "Spelement_Unit") || Has(n, "SpelementUnit"); }
@@ -166,90 +161,48 @@ void TlibImportXML::DecidePointNumbering(PXMLNode aRing) {
 }
 
 TGrParcelRef TlibImportXML::ReadEntitySpatial(PXMLNode aNode) {
-    const int n = ChildCount(aNode);
-    double largest = -10000000.0;
-    int largestIndex = -1;
-    int rings = 0;
-    double delta = 0;  // an ordinate without a delta repeats the last one read in this call
-    int i = 0;
-    for (PXMLNode ring = FirstElement(aNode); ring; ring = NextElement(ring), ++i) {
-        if (n > 10) {
-            ElementStr = Counted("Элемент", i + 1, n);
-            ShowElementProgress();
-            if (Cancelled()) {
-                ClearSPList();
-                return nullptr;
+    fRings.Build = RewriteXML;
+    return fRings.ReadEntitySpatialClassic(aNode, fReversXY);
+}
+
+void TlibImportXML::ClassicRing(PXMLNode aRing) {
+    if (fPntMain == 0) DecidePointNumbering(aRing);
+}
+
+void TlibImportXML::ClassicUnit(PXMLNode aUnit) {
+    if (!RewriteXML) return;
+    fUnitNumber = std::string(Either(aUnit, "Su_Nmb", "SuNmb"));
+    fUnitType = std::string(Either(aUnit, "Type_Unit", "TypeUnit"));
+}
+
+void TlibImportXML::ClassicOrdinate(double aX, double aY, PXMLNode aOrdinate, double aDelta) {
+    Extremes(aX, aY, false);
+    if (!RewriteXML) return;
+    const std::string& su = fUnitNumber;
+    std::string npt, ord;
+    if (SameText(fUnitType, "Точка")) {
+        npt = std::string(Either(aOrdinate, "Num_Geopoint", "NumGeopoint"));
+        if (fPntMain == 0) {
+            ord = std::string(Either(aOrdinate, "Ord_Nmb", "OrdNmb"));
+            if (ord.empty() && !su.empty()) {
+                ord = su;
+                fPntMain = 1;
             }
         }
-        if (!IsClassicRing(ring)) continue;
-        TGrContRef cont = RewriteXML ? std::make_shared<TGrCont>() : nullptr;
-        ++rings;
-        if (fPntMain == 0) DecidePointNumbering(ring);
-        for (PXMLNode unit = FirstElement(ring); unit; unit = NextElement(unit)) {
-            if (!IsClassicUnit(unit)) continue;
-            std::string su, type;
-            if (RewriteXML) {
-                su = std::string(Either(unit, "Su_Nmb", "SuNmb"));
-                type = std::string(Either(unit, "Type_Unit", "TypeUnit"));
-            }
-            for (PXMLNode o = FirstElement(unit); o; o = NextElement(o)) {
-                if (!Has(o, "Ordinate")) continue;
-                const double ax = StrictFloat(o->GetAttribute("X")), ay = StrictFloat(o->GetAttribute("Y"));
-                const double x = fReversXY ? ax : ay, y = fReversXY ? ay : ax;
-                Extremes(x, y, false);
-                if (!RewriteXML) continue;
-                std::string npt, ord;
-                if (SameText(type, "Точка")) {
-                    npt = std::string(Either(o, "Num_Geopoint", "NumGeopoint"));
-                    if (fPntMain == 0) {
-                        ord = std::string(Either(o, "Ord_Nmb", "OrdNmb"));
-                        if (ord.empty() && !su.empty()) {
-                            ord = su;
-                            fPntMain = 1;
-                        }
-                    }
-                    if (fPntMain != 0) {
-                        if (su.empty()) {
-                            ord = std::string(Either(o, "Ord_Nmb", "OrdNmb"));
-                            if (!ord.empty()) fPntMain = 0;
-                        } else {
-                            ord = su;
-                        }
-                    }
-                    if (npt.empty()) npt = ord;
-                    if (npt.empty()) npt = su;
-                } else {
-                    npt = su;
-                }
-                const std::string_view deltaText = Either(o, "Delta_Geopoint", "DeltaGeopoint");
-                if (!deltaText.empty()) delta = StrictFloat(deltaText);
-                cont->AddPoint(x, y);
-                AddPointDecl(npt, ord, XMLParcel.Number, 1, delta, y, x);
+        if (fPntMain != 0) {
+            if (su.empty()) {
+                ord = std::string(Either(aOrdinate, "Ord_Nmb", "OrdNmb"));
+                if (!ord.empty()) fPntMain = 0;
+            } else {
+                ord = su;
             }
         }
-        if (RewriteXML) {
-            fRings.SPList.push_back(TcsSpatialRings::TEntry{cont, 1});
-            const double area = ContourArea(*cont);
-            if (area > largest) {
-                largest = area;
-                largestIndex = static_cast<int>(fRings.SPList.size()) - 1;
-            }
-        }
-    }
-    if (!RewriteXML) return nullptr;
-    TGrParcelRef parcel;
-    if (rings < 2) {
-        // An element with no ring has no first entry to take.
-        if (fRings.SPList.empty()) throw xml::EListError();
-        fRings.SPList[0].fCont->IsInternal = false;
-        parcel = std::make_shared<TGrParcel>();
-        parcel->Add(fRings.SPList[0].fCont);
+        if (npt.empty()) npt = ord;
+        if (npt.empty()) npt = su;
     } else {
-        fRings.SPList[static_cast<size_t>(largestIndex)].fFlag = 0;
-        parcel = fRings.SortContours();
+        npt = su;
     }
-    ClearSPList();
-    return parcel;
+    AddPointDecl(npt, ord, XMLParcel.Number, 1, aDelta, aY, aX);
 }
 
 TGrParcelRef TlibImportXML::ReadEntitySpatialPlain(PXMLNode aNode, bool aSortRings) {
@@ -315,41 +268,8 @@ TGrContRef TlibImportXML::ReadRealtyContour(PXMLNode aNode) {
 }
 
 TGrParcelRef TlibImportXML::ReadContours(PXMLNode aNode) {
-    const int n = ChildCount(aNode);
-    auto merged = std::make_shared<TGrParcel>();
-    int read = 0;
-    int i = 0;
-    for (PXMLNode c = FirstElement(aNode); c; c = NextElement(c), ++i) {
-        ContourStr = Counted("Контур", i + 1, n);
-        if (n > 10) {
-            ShowContourProgress();
-            if (Cancelled()) return nullptr;
-        }
-        if (!Is(c, "Contour")) continue;
-        if (!simpleProgress && FProgress) {
-            FProgress->Next(std::max(1, ChildCount(c)));
-            if (Cancelled()) return nullptr;
-        }
-        NumbPp.clear();
-        for (const char* attribute : {"Number_PP", "NumberPP", "Number_Record", "NumberRecord"}) {
-            NumbPp = std::string(c->GetAttribute(attribute));
-            if (!NumbPp.empty()) break;
-        }
-        for (PXMLNode e = FirstElement(c); e; e = NextElement(e)) {
-            if (!Has(e, "Entity_Spatial") && !Has(e, "EntitySpatial")) continue;
-            TGrParcelRef part = ReadEntitySpatial(e);
-            if (RewriteXML && part) {
-                for (int k = 0; k < part->Count(); ++k) merged->Add(part->ContourRef(k));
-                ++read;
-            }
-        }
-    }
-    ContourStr.clear();
-    if (n >= 11) {
-        if (FProgress) FProgress->SetText(ParcelStr);
-        if (Cancelled()) return nullptr;
-    }
-    return read > 0 ? merged : nullptr;
+    fRings.Build = RewriteXML;
+    return fRings.ReadContoursClassic(aNode, fReversXY);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -397,13 +317,20 @@ bool TlibImportXML::ContourFound(PXMLNode aContour, bool aShowProgress) {
         FProgress->Next(std::max(1, ChildCount(aContour)));
         if (Cancelled()) return false;
     }
+    // A classic contour carries its number as an attribute, in one of four spellings.
     NumbPp.clear();
+    for (const char* attribute : {"Number_PP", "NumberPP", "Number_Record", "NumberRecord"}) {
+        NumbPp = std::string(aContour->GetAttribute(attribute));
+        if (!NumbPp.empty()) break;
+    }
     return true;
 }
 
-void TlibImportXML::ContourListEnd(int aCount, bool aShowProgress) {
+bool TlibImportXML::ContourListEnd(int aCount, bool aShowProgress) {
     ContourStr.clear();
-    if (aShowProgress && aCount >= 11 && FProgress) FProgress->SetText(ParcelStr);
+    if (!aShowProgress || aCount < 11) return true;
+    if (FProgress) FProgress->SetText(ParcelStr);
+    return !Cancelled();
 }
 
 void TlibImportXML::Ordinate(double aX, double aY, PXMLNode aOrdinate) {
