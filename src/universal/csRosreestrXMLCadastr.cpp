@@ -14,6 +14,7 @@ TCS_PROPERTIES(TcsRosReestrProcessConfig, TcsXMLFileProcessConfig)
 TCS_PROPERTIES(TcsRosReestrKad, TcsXMLFileUniversalProcess)
 TCS_PROPERTIES(TcsRosReestrKadNew, TcsRosReestrKad)
 TCS_PROPERTIES(TcsRosReestrKadPlNew, TcsRosReestrKadNew)
+TCS_PROPERTIES(TcsGeometryAttributionObject, TcsInfo)
 
 namespace {
 
@@ -228,6 +229,66 @@ bool TcsRosReestrKad::SetItemGeometry(TcsXMLProcessSessionItem& aItem, const TGr
     return true;
 }
 
+const char* TcsRosReestrKad::ZoneKind(TcsXMLProcessSessionItem& aItem, PXMLNode aNode) {
+    for (PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling()) {
+        if (c->NodeType() != xml::ntElement) continue;
+        const char* kind = c->LocalName() == "TerritorialZone" ? "Территориальная зона"
+                           : c->LocalName() == "SpecialZone"   ? "Зона с особыми условиями использования территорий"
+                                                               : nullptr;
+        if (!kind) continue;
+        aItem.AddValue("ZoneKind", kValueText, TcsVariant(kind));
+        return kind;
+    }
+    return nullptr;
+}
+
+void TcsRosReestrKad::SetPointGeometry(TcsXMLProcessSessionItem& aItem, PXMLNode aNode, std::string_view aX, std::string_view aY) {
+    double x = 0, y = 0;
+    std::string tx, ty;
+    if (GetValueByXpath(aNode, aX, tx, false) && GetValueByXpath(aNode, aY, ty, false) && TryStrToFloat(Trim(tx), x) &&
+        TryStrToFloat(Trim(ty), y))
+        aItem.Geometry().SetWKT("POINT (" + FormatNumber(y) + " " + FormatNumber(x) + ")");
+}
+
+void TcsRosReestrKad::Status(const std::string& aText) {
+    if (FManager) FManager->DoStatusProcedure(aText, skText, 0);
+}
+
+TcsVariant TcsRosReestrKad::CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem,
+                                   const std::string& aNumber) {
+    ProcessExternalValues(aItem);
+    // A record outside any block read so far belongs to the block its number names.
+    if (KvartalID.IsEmpty())
+        if (const TcsVariant block = ProcessCreateOrFindQuartal(aController, BlockOfNumber(aNumber)); !block.IsEmpty())
+            aItem.SetValue("QUARTALS_ID", kValueKey, block);
+    // A record stored by an earlier conversion keeps its row.
+    if (!aNumber.empty() && !ProcessSessionFind(aItem, aItem.PartTypeString(), nullptr)) aItem.GetKey();
+    const TcsVariant key = aItem.GetKey();
+    aController.CommitAllSession(false, true);
+    return key;
+}
+
+void TcsRosReestrKad::ProcessRights(TcsXMLProcessController& aController, TcsXMLProcessSessionItem* aParent,
+                                    const TcsVariant& aParentKey, const std::vector<PXMLNode>& aRights,
+                                    const std::string& aNumber, std::string_view aPath) {
+    if (aRights.empty()) return;
+    const TcsFormulaTable& table = CadastrTablesClassic().Right;
+    const std::string recordPath = fRecordPath;
+    SetRecordPath(aPath);
+    int n = 0;
+    for (PXMLNode right : aRights) {
+        TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartRight, aParent, false);
+        if (!aParent) item->SetParentKey(aParentKey);
+        // Slot 0 names the right among all others: its object's number and its place there.
+        item->AddValue("number", 0, kValueText, TcsVariant(aNumber + " №" + std::to_string(++n)));
+        FillSessionItemFormula(*item, table, right);
+        ProcessExternalValues(*item);
+        // A right stored by an earlier conversion keeps its row.
+        if (!ProcessSessionFind(*item, "number", nullptr)) item->GetKey();
+    }
+    SetRecordPath(recordPath);
+}
+
 void TcsRosReestrKad::SetRecordPath(std::string_view aPath) {
     if (fRecordObjects && aPath == fRecordPath) return;
     fRecordPath.assign(aPath);
@@ -394,10 +455,6 @@ bool TcsRosReestrKadPlNew::ProcessXmlReadAllNode(TcsXMLProcessController&, PXMLN
     return RecordKind(LastStep(aPath)) != rkNone;
 }
 
-void TcsRosReestrKadPlNew::Status(const std::string& aText) {
-    if (FManager) FManager->DoStatusProcedure(aText, skText, 0);
-}
-
 void TcsRosReestrKadPlNew::ProcessXmlNode(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
     const std::string_view name = LastStep(aPath);
     if (SameText(name, "cadastral_block")) {
@@ -448,18 +505,6 @@ void TcsRosReestrKadPlNew::ProcessBlock(TcsXMLProcessController& aController, PX
     aController.CommitAllSession(false, true);
 }
 
-void TcsRosReestrKadPlNew::CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem,
-                                        const std::string& aNumber) {
-    ProcessExternalValues(aItem);
-    // A record outside any block read so far belongs to the block its number names.
-    if (KvartalID.IsEmpty())
-        if (const TcsVariant block = ProcessCreateOrFindQuartal(aController, BlockOfNumber(aNumber)); !block.IsEmpty())
-            aItem.SetValue("QUARTALS_ID", kValueKey, block);
-    // A record stored by an earlier conversion keeps its row.
-    if (!aNumber.empty() && !ProcessSessionFind(aItem, aItem.PartTypeString(), nullptr)) aItem.GetKey();
-    aController.CommitAllSession(false, true);
-}
-
 void TcsRosReestrKadPlNew::ProcessParcel(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {
     SetRecordPath(aPath);
     std::string number;
@@ -504,16 +549,7 @@ void TcsRosReestrKadPlNew::ProcessZone(TcsXMLProcessController& aController, PXM
     std::string status = "Обработка зоны: " + number;
     TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartZone, nullptr, false);
     FillSessionItemFormula(*item, CadastrTablesNew().Zone, aNode);
-    for (PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling()) {
-        if (c->NodeType() != xml::ntElement) continue;
-        const char* kind = c->NodeName() == "TerritorialZone" ? "Территориальная зона"
-                           : c->NodeName() == "SpecialZone"   ? "Зона с особыми условиями использования территорий"
-                                                              : nullptr;
-        if (!kind) continue;
-        item->AddValue("ZoneKind", kValueText, TcsVariant(kind));
-        status += std::string(": ") + kind;
-        break;
-    }
+    if (const char* kind = ZoneKind(*item, aNode)) status += std::string(": ") + kind;
     Status(status);
     FillSpatialDataNewContours(*item, FirstElementNamed(aNode, "b_contours_location"), false);
     CommitRecord(aController, *item, number);
@@ -526,11 +562,7 @@ void TcsRosReestrKadPlNew::ProcessOMSNew(TcsXMLProcessController& aController, P
     Status("Обработка пункта ОМС: " + number);
     TcsXMLProcessSessionItem* item = aController.OpenSessionItem(kPartOmsPoint, nullptr, false);
     FillSessionItemFormula(*item, CadastrTablesNew().OmsPoint, aNode);
-    double x = 0, y = 0;
-    std::string tx, ty;
-    if (GetValueByXpath(aNode, "ord_x", tx, false) && GetValueByXpath(aNode, "ord_y", ty, false) && TryStrToFloat(Trim(tx), x) &&
-        TryStrToFloat(Trim(ty), y))
-        item->Geometry().SetWKT("POINT (" + FormatNumber(y) + " " + FormatNumber(x) + ")");
+    SetPointGeometry(*item, aNode, "ord_x", "ord_y");
     CommitRecord(aController, *item, number);
 }
 
@@ -563,6 +595,9 @@ void TcsRosReestrKadPlNew::ProcessSurveying_project(TcsXMLProcessController& aCo
 // ---------------------------------------------------------------------------------------------
 
 void RegisterCadastrProcesses() {
+    ProcessInfoManager().Register<TcsRosReestrKadPlClassic>();
+    ProcessInfoManager().Register<TcsRosReestrKadZUClassic>();
+    ProcessInfoManager().Register<TcsRosReestrKadOKSClassic>();
     // The new-format plan is registered last.
     ProcessInfoManager().Register<TcsRosReestrKadPlNew>();
 }

@@ -5,7 +5,10 @@
 // entity_spatial/spatials_elements); TcsRosReestrKadPlNew is its plan of territory, version 11.
 //
 // Part types of the items: 0 block, 1 parcel, 3 building or construction, 4 zone, 5 survey
-// point, 6 boundary, 7 survey project.
+// point, 6 boundary, 7 survey project, 8 a right of a parcel or object (a child of its item).
+//
+// The classic family (Region_Cadastr, KPT, KVZU, KPZU, KVOKS, KPOKS) has processes of its own on
+// TcsRosReestrKad that keep the new family's slot layout, so both fill the same tables.
 #pragma once
 
 #include <array>
@@ -30,6 +33,7 @@ inline constexpr int kPartZone = 4;
 inline constexpr int kPartOmsPoint = 5;
 inline constexpr int kPartBound = 6;
 inline constexpr int kPartSurveying = 7;
+inline constexpr int kPartRight = 8;
 
 // The kinds of record a conversion may leave out, one bit each.
 enum TcsRosReestrExclude : uint32_t {
@@ -79,6 +83,22 @@ public:
     std::string ObjectID;
     // One line: the type, the number and the date as dd.mm.yyyy.
     [[nodiscard]] std::string GetInfoText() const;
+};
+
+// Attributes keyed by Key, attached to a part of a geometry: a classic record's Borders, one
+// per edge of a ring ("1:3-4" is ring 1 from point 3 to point 4).
+class TcsGeometryAttributionObject : public TcsInfo {
+    TCS_PERSISTENT(TcsGeometryAttributionObject)
+public:
+    using TcsInfo::TcsInfo;
+    struct TAttribute {
+        std::string Key;
+        std::string Length;
+        std::string DirectionAngle;
+        std::string Definition;
+    };
+    std::vector<TAttribute> Attributes;
+    void Clear() { Attributes.clear(); }
 };
 
 // The process's settings: the kinds left out.
@@ -131,6 +151,20 @@ public:
     TcsVariant KvartalID;
 
 protected:
+    // The common end of a record: its file and block keys (the block its number names when no
+    // block is being read), its row found again when a conversion is repeated, the commit.
+    // Gives the record's key.
+    TcsVariant CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem, const std::string& aNumber);
+    // A zone's kind by its TerritorialZone or SpecialZone child, added as a value; nil for none.
+    static const char* ZoneKind(TcsXMLProcessSessionItem& aItem, xml::PXMLNode aNode);
+    // A survey point: the document's X (north) and Y (east) as a point of the item.
+    void SetPointGeometry(TcsXMLProcessSessionItem& aItem, xml::PXMLNode aNode, std::string_view aX, std::string_view aY);
+    // One child item (part type 8) per right of the record, numbered "<number> №<n>".
+    // aParent nil: the rights belong to aParentKey, committed before. aPath is the rights' own
+    // path, for their values' schema.
+    void ProcessRights(TcsXMLProcessController& aController, TcsXMLProcessSessionItem* aParent, const TcsVariant& aParentKey,
+                       const std::vector<xml::PXMLNode>& aRights, const std::string& aNumber, std::string_view aPath);
+    void Status(const std::string& aText);
     // The record's path: formulas' paths are found in the XSD below it.
     void SetRecordPath(std::string_view aPath);
     std::string Decode(std::string_view aRelative, std::string aValue) override;
@@ -202,11 +236,92 @@ public:
 private:
     // Opens the block item of the next cadastral_block.
     void ProcessBlock(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
-    // The common end of a record: the block key, the commit.
-    void CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem, const std::string& aNumber);
-    void Status(const std::string& aText);
     size_t fBlockIndex = 0;
     bool fHasExtent = false;
+};
+
+// The classic family's process: records are read whole and mapped by the classic tables; rings
+// are Entity_Spatial of Spatial_Element in either spelling, and Contours of several make one
+// geometry. The three documents below differ in their roots and schemas only.
+class TcsRosReestrKadClassic : public TcsRosReestrKad {
+    TCS_PERSISTENT(TcsRosReestrKadClassic)
+public:
+    using TcsRosReestrKad::TcsRosReestrKad;
+    void Clean() override;
+    // The full look: the certificate's date and number, the blocks' numbers and areas, the
+    // statistic, the coordinate systems, the rights.
+    void InfoStartElement(xml::PXMLNode aNode, std::string_view aPath) override;
+    void InfoCharacters(std::string_view aPath, std::string_view aText) override;
+    void AfterUpdateFullInfo() override;
+    // The schema the document's namespace or version names; none for one we do not know.
+    std::string GetXSDFileName() const override;
+    bool ProcessXmlReadAllNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
+    void ProcessXmlNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
+    void PrepareProcessXmlNode(TcsXMLProcessController& aController) override;
+
+    // The record's rings as the item's geometry: its Entity_Spatial, or its Contours.
+    bool FillSpatialDataClassic(TcsXMLProcessSessionItem& aItem, xml::PXMLNode aNode);
+    // The record's Borders (the lengths and directions of its edges): attributes of its
+    // geometry, kept apart from the rings; the count read.
+    int FillSpatialData(xml::PXMLNode aNode);
+    // The rights of an extract (ReestrExtract), each a child of the document's object.
+    void ProcessFullParcelAnyRights(TcsXMLProcessController& aController, xml::PXMLNode aNode);
+
+    TcsGeometryAttributionObject FUchInfo;
+    std::vector<std::string> FKadNumList;
+    std::vector<double> FAreaList;
+    int64_t RightCount = 0;
+
+protected:
+    virtual TcsXmlInfoRosReestrFileType DocumentType() const { return rrUnknown; }
+
+private:
+    void ProcessBlock(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath);
+    void ProcessRecord(TcsXMLProcessController& aController, int aKind, xml::PXMLNode aNode, std::string_view aPath);
+    size_t fBlockIndex = 0;
+    // The object the extract's rights belong to: the last record committed.
+    TcsVariant fObjectKey;
+    std::string fObjectNumber;
+};
+
+// The classic plan of territory: Region_Cadastr of CodeType 101, and KPT.
+class TcsRosReestrKadPlClassic : public TcsRosReestrKadClassic {
+    TCS_PERSISTENT(TcsRosReestrKadPlClassic)
+public:
+    using TcsRosReestrKadClassic::TcsRosReestrKadClassic;
+    static bool SupportClass(const TcsXMLInfo& aInfo);
+    std::string GetTitle() const override { return "Кадастровый план территории"; }
+    std::string GetRootNodeName() const override { return "KPT"; }
+    [[nodiscard]] static const char* StyleSheetBase() { return "KPT"; }
+
+protected:
+    TcsXmlInfoRosReestrFileType DocumentType() const override { return rrKPT; }
+};
+
+// The parcel extracts: KVZU and KPZU.
+class TcsRosReestrKadZUClassic : public TcsRosReestrKadClassic {
+    TCS_PERSISTENT(TcsRosReestrKadZUClassic)
+public:
+    using TcsRosReestrKadClassic::TcsRosReestrKadClassic;
+    static bool SupportClass(const TcsXMLInfo& aInfo);
+    std::string GetTitle() const override { return "Кадастровая выписка о земельном участке"; }
+    std::string GetRootNodeName() const override { return "KVZU"; }
+
+protected:
+    TcsXmlInfoRosReestrFileType DocumentType() const override { return rrZUInfo; }
+};
+
+// The building extracts: KVOKS and KPOKS.
+class TcsRosReestrKadOKSClassic : public TcsRosReestrKadClassic {
+    TCS_PERSISTENT(TcsRosReestrKadOKSClassic)
+public:
+    using TcsRosReestrKadClassic::TcsRosReestrKadClassic;
+    static bool SupportClass(const TcsXMLInfo& aInfo);
+    std::string GetTitle() const override { return "Кадастровая выписка об объекте капитального строительства"; }
+    std::string GetRootNodeName() const override { return "KVOKS"; }
+
+protected:
+    TcsXmlInfoRosReestrFileType DocumentType() const override { return rrOKSInfo; }
 };
 
 // The tables of formulas, each in slot order (csRosreestrXMLCadastrTables.cpp).
@@ -225,6 +340,21 @@ struct TcsCadastrTables {
 };
 // Parsed once, on first use.
 const TcsCadastrTables& CadastrTablesNew();
+
+// The classic family's tables, in the same slot layout.
+struct TcsCadastrTablesClassic {
+    TcsFormulaTable Parcel;
+    TcsFormulaTable Building;
+    TcsFormulaTable Construction;
+    TcsFormulaTable Uncompleted;
+    TcsFormulaTable Flat;
+    TcsFormulaTable Object;
+    TcsFormulaTable Zone;
+    TcsFormulaTable OmsPoint;
+    TcsFormulaTable Bound;
+    TcsFormulaTable Right;
+};
+const TcsCadastrTablesClassic& CadastrTablesClassic();
 
 // Registers the cadastre processes with the process registry.
 void RegisterCadastrProcesses();

@@ -134,6 +134,135 @@ constexpr std::array<const char*, 4> kSurveying = {
     /* 3 */ "b_object_surveying_project/description",
 };
 
+// ---------------------------------------------------------------------------------------------
+// The classic family, in the same slots. Addresses of the classic types name each level by its
+// attributes, as <District Name="..." Type="р-н"/>; codes are the schema's, decoded by it.
+
+#define ADDRESS_LEVEL(base, level) base level "/@Type&= &" base level "/@Name"
+#define PLACE "Location/Address/"
+
+// Parcels (part type 1) of the plan and of the parcel extracts.
+constexpr std::array<const char*, 22> kParcelClassic = {
+    /* 0 */ "@CadastralNumber|@Definition",
+    /* 1 */ "ParentCadastralNumbers/CadastralNumber|Unified_Land_Unit/Preceding_Land_Unit",
+    /* 2 */ nullptr,
+    /* 3 */ "@State",
+    /* 4 */ "@DateCreated",
+    /* 5 */ "Area/Area|Areas/Area/Area",
+    /* 6 */ "@Name|Name",
+    /* 7 */ PLACE "OKATO|" PLACE "Code_OKATO",
+    /* 8 */ PLACE "KLADR|" PLACE "Code_KLADR",
+    /* 9 */ PLACE "Region",
+    /* 10 */ ADDRESS_LEVEL(PLACE, "District"),
+    /* 11 */ PLACE "Other",
+    /* 12 */ PLACE "Note",
+    /* 13 */ "Category/@Category|Category",
+    /* 14 */ "Utilization/@Kind|Utilization/@Utilization",
+    /* 15 */ "Utilization/@ByDoc",
+    /* 16 */ nullptr,
+    /* 17 */ "CadastralCost/@Value",
+    /* 18 */ "=рубль",
+    /* 19 */ nullptr,
+    /* 20 */ nullptr,
+    /* 21 */ "SpecialNote",
+};
+
+// Buildings, constructions, objects under construction and flats (part type 3).
+constexpr TBuildTable BuildTableClassic(const char* aKind, const char* aPurpose) {
+    TBuildTable t{};
+    t[0] = aKind;
+    t[1] = "CadastralCost/@Value";
+    t[2] = "Area";
+    t[3] = aPurpose;
+    t[4] = "@CadastralNumber";
+    t[5] = "ObjectType";
+    t[7] = "Address/OKATO|Address/Code_OKATO";
+    t[8] = "Address/KLADR|Address/Code_KLADR";
+    t[9] = "Address/Note";
+    t[10] = "Address/Other";
+    t[11] = "Address/OKTMO";
+    t[12] = "Address/PostalCode";
+    t[13] = "Address/Region";
+    t[14] = ADDRESS_LEVEL("Address/", "District");
+    t[15] = ADDRESS_LEVEL("Address/", "City");
+    t[16] = ADDRESS_LEVEL("Address/", "UrbanDistrict");
+    t[17] = ADDRESS_LEVEL("Address/", "SovietVillage");
+    t[18] = ADDRESS_LEVEL("Address/", "Locality");
+    t[19] = ADDRESS_LEVEL("Address/", "Street");
+    t[20] = "Address/Level1/@Type&= &Address/Level1/@Value";
+    t[21] = "Address/Level2/@Type&= &Address/Level2/@Value";
+    t[22] = "Address/Level3/@Type&= &Address/Level3/@Value";
+    t[23] = "Address/Apartment/@Type&= &Address/Apartment/@Value";
+    t[31] = "ParentCadastralNumbers/CadastralNumber";
+    t[41] = "Name";
+    t[42] = "Address/FIAS";
+    return t;
+}
+
+constexpr TBuildTable kBuildingClassic = BuildTableClassic("=Здание", "AssignationBuilding");
+constexpr TBuildTable kConstructionClassic = BuildTableClassic("=Сооружение", "AssignationName");
+constexpr TBuildTable kUncompletedClassic = BuildTableClassic("=Объект незавершенного строительства", "AssignationName");
+constexpr TBuildTable kFlatClassic = BuildTableClassic("=Помещение", "Assignation/AssignationCode");
+
+// The object of a building extract in the registry's form (KVOKS/Object), of any kind.
+constexpr TBuildTable ObjectTableClassic() {
+    TBuildTable t{};
+    t[0] = "ObjectTypeText";
+    t[2] = "Area/Area";
+    t[4] = "CadastralNumber";
+    t[5] = "ObjectType";
+    t[7] = "Address/Code_OKATO";
+    t[8] = "Address/Code_KLADR";
+    t[9] = "Address/Content";
+    t[13] = "Address/Region";
+    t[14] = "Address/District";
+    t[18] = "Address/Locality";
+    t[19] = "Address/Street";
+    t[20] = "Address/Level1";
+    t[41] = "Name";
+    return t;
+}
+constexpr TBuildTable kObjectClassic = ObjectTableClassic();
+
+// Zones (part type 4); slot 0 the zone's account number.
+constexpr std::array<const char*, 10> kZoneClassic = {
+    /* 0 */ "AccountNumber",
+    /* 1 */ nullptr,
+    /* 2 */ "CodeZone|CodeZoneDoc",
+    /* 3 */ "Name",
+    /* 4 */ nullptr,
+    /* 5 */ nullptr,
+    /* 6 */ "Description",
+    /* 7 */ "SpecialZone/ContentRestrictions|TerritorialZone/PermittedUses/PermittedUse/TypePermittedUse",
+    /* 8 */ "Documents/Document/Name",
+    /* 9 */ "Documents/Document/Date",
+};
+
+// Survey points (part type 5).
+constexpr std::array<const char*, 5> kOmsPointClassic = {"PNmb", "PName", "PKlass", "OrdX", "OrdY"};
+
+// Boundaries (part type 6).
+constexpr std::array<const char*, 4> kBoundClassic = {
+    /* 0 */ "AccountNumber",
+    /* 1 */ "Description",
+    /* 2 */ nullptr,
+    /* 3 */ "Documents/Document/Date",
+};
+
+// Rights (part type 8), from a record's Rights or an extract's ObjectRight; slot 0 is set by
+// the process.
+constexpr std::array<const char*, 9> kRight = {
+    /* 0 */ nullptr,
+    /* 1 */ "Registration/Name|Name|NoRegistration",
+    /* 2 */ "Owner/Organization/Content|Owner/Person/Content|Owner/Governance/Content|Owner/Content|NoOwner",
+    /* 3 */ "Registration/RegNumber",
+    /* 4 */ "Registration/RegDate",
+    /* 5 */ "Registration/Type|Type",
+    /* 6 */ "Encumbrance/Name",
+    /* 7 */ "Encumbrance/DocFound/Content|Registration/DocFound/Content|DocFound/Content",
+    /* 8 */ "@RightNumber",
+};
+
 }  // namespace
 
 const TcsCadastrTables& CadastrTablesNew() {
@@ -149,6 +278,22 @@ const TcsCadastrTables& CadastrTablesNew() {
         {"inhabited_locality_boundary_record", kLocalityBound},
         {"municipal_boundary_record", kMunicipalBound},
         {"surveying_project_record", kSurveying},
+    };
+    return tables;
+}
+
+const TcsCadastrTablesClassic& CadastrTablesClassic() {
+    static const TcsCadastrTablesClassic tables{
+        {"Parcel", kParcelClassic},
+        {"Building", kBuildingClassic},
+        {"Construction", kConstructionClassic},
+        {"Uncompleted", kUncompletedClassic},
+        {"Flat", kFlatClassic},
+        {"Object", kObjectClassic},
+        {"Zone", kZoneClassic},
+        {"OMSPoint", kOmsPointClassic},
+        {"Bound", kBoundClassic},
+        {"Right", kRight},
     };
     return tables;
 }

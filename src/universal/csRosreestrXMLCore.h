@@ -180,6 +180,8 @@ public:
     [[nodiscard]] TcsXMLProcessSessionItem* Parent() const noexcept { return FParent; }
     // The parent's key: from the parent while it is open, kept when it was committed first.
     [[nodiscard]] TcsVariant ParentKey() const;
+    // The parent's key for an item whose parent was committed before it was opened.
+    void SetParentKey(const TcsVariant& aKey) { FParentKey = aKey; }
     [[nodiscard]] const std::vector<TcsXMLProcessSessionItem*>& Children() const noexcept { return FChildren; }
     [[nodiscard]] TcsGeometry& Geometry();
     [[nodiscard]] bool HasGeometry() const noexcept { return FGeometry != nullptr; }

@@ -102,11 +102,25 @@ TcsFormula::TPart ParsePart(std::string_view aText) {
 // ---------------------------------------------------------------------------------------------
 // Paths
 
+namespace {
+
+// The child a step names: by its whole name, else, for a step without a prefix, by its local
+// name (classic extracts prefix their common types, as "adrOut4:Region").
+PXMLNode ChildOfStep(PXMLNode aNode, std::string_view aStep) {
+    if (PXMLNode c = aNode->FindChild(aStep)) return c;
+    if (aStep.find(':') != std::string_view::npos) return nullptr;
+    for (PXMLNode c = aNode->FirstChild(); c; c = c->NextSibling())
+        if (c->NodeType() == xml::ntElement && c->LocalName() == aStep) return c;
+    return nullptr;
+}
+
+}  // namespace
+
 PXMLNode TcsFormulaPath::Find(PXMLNode aNode) const {
     PXMLNode at = aNode;
     for (const std::string& step : Steps) {
         if (!at) return nullptr;
-        at = at->FindChild(step);
+        at = ChildOfStep(at, step);
     }
     return at;
 }
