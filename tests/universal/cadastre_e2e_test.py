@@ -8,9 +8,7 @@ OMS points, the rights rows and the --info statistic are checked against an inde
 of elements by local name (xml.etree, not our XML layer). Building extracts, from which the
 live import takes nothing, are checked against that count alone.
 
-The XSD folder is the shared one, with what it lacks filled in a temporary copy: the files the
-building extracts' schemas import, taken from the other packages where one has them and else an
-empty schema of the right namespace; and a root-only schema for the plan of version 11.
+The XSD folder is the shared one with what it lacks filled in (make_xsd_folder.py).
 
 usage: cadastre_e2e_test.py TMCONVERT TMIMPORT SHARED_DATA FIXTURES
 """
@@ -24,6 +22,8 @@ import subprocess
 import sys
 import tempfile
 import xml.etree.ElementTree as ET
+
+import make_xsd_folder
 
 TMCONVERT, TMIMPORT, SHARED, FIXTURES = sys.argv[1:5]
 failures = []
@@ -191,39 +191,6 @@ def compare(path, work, xsd):
     check(len(read_layer(os.path.join(mif, "Зоны.mif"))) == kinds.get("zone", 0), "%s: live zones" % name)
 
 
-def fill_schemas(shared, xsd, package):
-    """A copy of a package whose missing imports are taken from the other packages, or stood in
-    for by an empty schema of the namespace they import."""
-    root = os.path.join(xsd, package)
-    shutil.copytree(os.path.join(shared, package), root)
-    by_name = {}
-    for folder, _, files in os.walk(shared):
-        for f in files:
-            by_name.setdefault(f.lower(), os.path.join(folder, f))
-    pending = [os.path.join(folder, f) for folder, _, files in os.walk(root) for f in files if f.endswith(".xsd")]
-    while pending:
-        schema = pending.pop()
-        with open(schema, encoding="utf-8", errors="replace") as text:
-            content = text.read()
-        for tag in re.findall(r"<xs:(?:import|include)\b[^>]*>", content):
-            location = re.search(r'schemaLocation="([^"]+)"', tag)
-            if not location:
-                continue
-            target = os.path.normpath(os.path.join(os.path.dirname(schema), location.group(1)))
-            if os.path.exists(target):
-                continue
-            os.makedirs(os.path.dirname(target), exist_ok=True)
-            source = by_name.get(os.path.basename(target).lower())
-            if source:
-                shutil.copy(source, target)
-                pending.append(target)
-            else:
-                ns = re.search(r'namespace="([^"]+)"', tag)
-                with open(target, "w", encoding="utf-8") as standin:
-                    standin.write('<?xml version="1.0" encoding="utf-8"?>\n<xs:schema xmlns:xs="http://www.w3.org/2001/XMLSchema"%s/>\n'
-                                  % (' targetNamespace="%s"' % ns.group(1) if ns else ""))
-
-
 def main():
     data = os.path.join(SHARED, "xml")
     if not os.path.isdir(data):
@@ -234,15 +201,7 @@ def main():
     work = tempfile.mkdtemp(prefix="tm-cadastre-")
     try:
         xsd = os.path.join(work, "xsd")
-        os.makedirs(os.path.join(xsd, "KPT", "KPT_v11"))
-        incomplete = ("KVOKS_v07", "KPOKS_v04")
-        for entry in os.listdir(os.path.join(SHARED, "XSDSchemes")):
-            if entry in incomplete:
-                fill_schemas(os.path.join(SHARED, "XSDSchemes"), xsd, entry)
-            else:
-                os.symlink(os.path.join(SHARED, "XSDSchemes", entry), os.path.join(xsd, entry))
-        shutil.copy(os.path.join(FIXTURES, "universal", "standin-root-only-kpt11.xsd"),
-                    os.path.join(xsd, "KPT", "KPT_v11", "extract_cadastral_plan_territory_v01.xsd"))
+        make_xsd_folder.make(SHARED, FIXTURES, xsd)
         files = 0
         for folder in sorted(os.listdir(data)):
             for f in sorted(os.listdir(os.path.join(data, folder))):

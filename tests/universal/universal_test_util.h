@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -96,11 +97,12 @@ inline std::string Convert(TcsConvertManager& aManager) {
 
 // An XSD folder as a user would have it for the real extracts: every package of the shared
 // data, plus a stand-in for the version 11 plan schema the data lacks (the root alone).
+// The shared XSD packages with what they lack filled in (make_xsd_folder.py), for the real
+// extracts.
 inline void MakeRealXSDFolder(const fs::path& aShared, const fs::path& aFolder) {
-    fs::create_directories(aFolder);
-    for (const auto& e : fs::directory_iterator(aShared / "XSDSchemes")) fs::create_directory_symlink(e.path(), aFolder / e.path().filename());
-    fs::create_directories(aFolder / "KPT/KPT_v11");
-    fs::copy_file(kFixtures + "standin-root-only-kpt11.xsd", aFolder / "KPT/KPT_v11/extract_cadastral_plan_territory_v01.xsd");
+    const std::string command = "python3 '" + std::string(TM_SOURCE_DIR) + "/tests/universal/make_xsd_folder.py' '" +
+                                aShared.string() + "' '" + std::string(TM_FIXTURES) + "' '" + aFolder.string() + "'";
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
 }  // namespace tmi::test
