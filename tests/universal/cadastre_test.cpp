@@ -166,12 +166,12 @@ struct Cadastre {
     Cadastre() { RegisterUniversalClasses(); }
 };
 
-// Converts the plan with some kinds left out; the failure's text, empty when done.
-std::string ConvertPlan(const std::string& aDatabase, uint32_t aExclude = 0) {
-    auto m = NewManager(kPlan, aDatabase);
+// Converts a document with some kinds left out; the failure's text, empty when done.
+std::string ConvertPlan(const std::string& aDatabase, uint32_t aExclude = 0, const std::string& aFile = kPlan) {
+    auto m = NewManager(aFile, aDatabase);
     m->UpdateInfo(true);
-    auto* process = dynamic_cast<TcsRosReestrKadPlNew*>(m->ActiveProcess());
-    if (!process) return "not the plan's process";
+    auto* process = dynamic_cast<TcsRosReestrKad*>(m->ActiveProcess());
+    if (!process) return "not a cadastre process";
     process->Config().Exclude = aExclude;
     std::string message;
     if (!m->CheckProcess(message)) return message;
@@ -282,4 +282,97 @@ TEST(CadastrePlan, AMissingPlanSchemaIsNamed) {
                   std::string::npos)
             << e.what();
     }
+}
+
+// ---------------------------------------------------------------------------------------------
+// The classic family
+
+namespace {
+
+const std::string kClassicPlan = kFixtures + "kpt-classic-small.xml";
+
+}  // namespace
+
+TEST(CadastreClassic, TheFullLookCountsRecordsAndReadsTheBlocksAreaInSquareMetres) {
+    Cadastre c;
+    TempFolder temp;
+    auto m = NewManager(kClassicPlan, temp / "plan.sqlite");
+    m->UpdateInfo(true);
+    ASSERT_NE(dynamic_cast<TcsRosReestrKadPlClassic*>(m->ActiveProcess()), nullptr);
+    const TcsXMLInfo& info = m->Analizer().XMLInfo();
+    EXPECT_EQ(info.KeyValue("ParselCount"), "4");
+    EXPECT_EQ(info.KeyValue("BuildCount"), "1");
+    EXPECT_EQ(info.KeyValue("ConstructionCount"), "1");
+    EXPECT_EQ(info.KeyValue("Oms_PointCount"), "1");
+    EXPECT_EQ(info.KeyValue("Zones_and_territories_recordCount"), "1");
+    EXPECT_EQ(info.KeyValue("RIGHT_COUNT"), "2");
+    EXPECT_EQ(info.Number, "21/19-1234");
+    std::map<std::string, std::string> lines(m->InfoString().begin(), m->InfoString().end());
+    EXPECT_EQ(lines["Кадастровый номер"], "21:02:010107");
+    EXPECT_EQ(lines["Площадь в м2"], "25000") << "hectares (059) become square metres";
+}
+
+TEST(CadastreClassic, RecordsTakeTheNewSlotsAndTheirRingsInBothSpellings) {
+    Cadastre c;
+    TempFolder temp;
+    const std::string db = temp / "plan.sqlite";
+    ASSERT_EQ(ConvertPlan(db, 0, kClassicPlan), "");
+    EXPECT_EQ(Rows(db, "SELECT ID, КадастровыйНомер, Площадь FROM QUARTALS"), (std::vector<std::string>{"1|21:02:010107|25000.0"}));
+    EXPECT_EQ(Rows(db, "SELECT QUARTALS_ID, КадастровыйНомер, СтатусУчастка, Площадь1, ОКАТО, Район, Местоположение, "
+                       "РазрИспользованиеДок, КадастроваяСтоимость, ЕИКС, GEOMETRY IS NOT NULL FROM PARCELS ORDER BY ID"),
+              (std::vector<std::string>{
+                  // Prefixed address parts are found by their local names.
+                  "1|21:02:010107:1|01|1200.0|97401|р-н Чебоксарский|у д. Ишлеи|для огородничества|1500.5|рубль|1",
+                  "1|21:02:010107:2|NULL|77.0|NULL|NULL|NULL|NULL|NULL|рубль|1",
+                  // No spatial element, or one without a ring: no geometry and no error.
+                  "1|21:02:010107:3|NULL|5.0|NULL|NULL|NULL|NULL|NULL|рубль|0",
+                  "1|21:02:010107:4|NULL|NULL|NULL|NULL|NULL|NULL|NULL|рубль|0",
+              }));
+    EXPECT_EQ(Rows(db, "SELECT ВидТекст, КадастровыйНомер, Площадь, Назначение FROM OBJECTS ORDER BY ID"),
+              (std::vector<std::string>{"Здание|21:02:010107:10|54.3|204002000000", "Сооружение|21:02:010107:11|NULL|Газопровод"}));
+    EXPECT_EQ(Rows(db, "SELECT Номер, X, Y, GEOMETRY IS NOT NULL FROM OMS_POINTS"), (std::vector<std::string>{"7|400.5|300.25|1"}));
+    EXPECT_EQ(Rows(db, "SELECT УчетныйНомер, Описание, Содержание FROM ZONES"),
+              (std::vector<std::string>{"21.02.2.15|Охранная зона газопровода|без согласования"}));
+    // Each right a row of its own, a child of its parcel.
+    EXPECT_EQ(Rows(db, "SELECT r.УчетныйНомер, r.ВидПрава, p.КадастровыйНомер FROM OBJECT_RIGHTS r JOIN PARCELS p ON p.ID = r.PARENT_ID "
+                       "ORDER BY r.ID"),
+              (std::vector<std::string>{"21:02:010107:1 №1|Собственность|21:02:010107:1", "21:02:010107:1 №2|Аренда|21:02:010107:1"}));
+}
+
+TEST(CadastreClassic, AnExcludedKindIsLeftOutAndASecondConversionAddsNoRows) {
+    Cadastre c;
+    TempFolder temp;
+    const std::string db = temp / "plan.sqlite";
+    ASSERT_EQ(ConvertPlan(db, reParcels | rePoints, kClassicPlan), "");
+    EXPECT_EQ(Rows(db, "SELECT (SELECT COUNT(*) FROM PARCELS), (SELECT COUNT(*) FROM OMS_POINTS), (SELECT COUNT(*) FROM OBJECTS), "
+                       "(SELECT COUNT(*) FROM OBJECT_RIGHTS)"),
+              (std::vector<std::string>{"0|0|2|0"}));
+    ASSERT_EQ(ConvertPlan(db, 0, kClassicPlan), "");
+    ASSERT_EQ(ConvertPlan(db, 0, kClassicPlan), "");
+    EXPECT_EQ(Rows(db, "SELECT (SELECT COUNT(*) FROM QUARTALS), (SELECT COUNT(*) FROM PARCELS), (SELECT COUNT(*) FROM OBJECTS), "
+                       "(SELECT COUNT(*) FROM ZONES), (SELECT COUNT(*) FROM OMS_POINTS), (SELECT COUNT(*) FROM OBJECT_RIGHTS)"),
+              (std::vector<std::string>{"1|4|2|1|1|2"}));
+}
+
+TEST(CadastreClassic, RingsInEitherSpellingMakeOneGeometryPerRecord) {
+    xml::TXMLDocument doc;
+    ASSERT_TRUE(doc.LoadFromFile(kClassicPlan));
+    xml::PXMLNode parcels = doc.DocumentElement();
+    for (const char* step : {"CadastralBlocks", "CadastralBlock", "Parcels"}) parcels = parcels->FindChild(step);
+    ASSERT_NE(parcels, nullptr);
+    std::vector<std::string> wkt;
+    TcsRosReestrKadPlClassic process;
+    for (xml::PXMLNode p = parcels->FirstChild(); p; p = p->NextSibling()) {
+        if (p->NodeType() != xml::ntElement) continue;
+        TcsXMLProcessSessionItem item;
+        wkt.push_back(process.FillSpatialDataClassic(item, p) ? item.Geometry().GetWKT(false) : "none");
+    }
+    EXPECT_EQ(wkt, (std::vector<std::string>{
+                       // A ring inside another is its hole.
+                       "MULTIPOLYGON (((200 100, 240 100, 240 130, 200 130, 200 100), (210 110, 220 110, 220 120, 210 110)))",
+                       // Two contours in the underscored spelling: one geometry of two polygons.
+                       "MULTIPOLYGON (((0 0, 10 0, 10 10, 0 0)), ((50 50, 60 50, 60 60, 50 50)))",
+                       "none",
+                       "none",
+                   }));
 }
