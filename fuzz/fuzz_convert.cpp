@@ -1,6 +1,8 @@
 // Fuzz target: the input is a document for the test process of the universal conversion
-// (its root "TestDocument", records read whole) or for the cadastre plan process (its root
-// "extract_cadastral_plan_territory", with the tests' small plan schema). It is recognised,
+// (its root "TestDocument", records read whole) or for a cadastre process: the new plan (its
+// root "extract_cadastral_plan_territory", with the tests' small plan schema) or a classic
+// extract (KPT, Region_Cadastr, KVZU, KVOKS, ... without a namespace, so without a schema,
+// as the classic fixture). It is recognised,
 // walked and written into a
 // SQLite database in memory-backed storage, by slots or, when the first byte is odd, by the
 // full walk with its XSD (tolerating unknown elements when it is 3 mod 4). Errors raised as
