@@ -2,6 +2,10 @@
 // it refuses), and the new-format plan converted into SQLite.
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 
@@ -375,4 +379,64 @@ TEST(CadastreClassic, RingsInEitherSpellingMakeOneGeometryPerRecord) {
                        "none",
                        "none",
                    }));
+}
+
+// ---------------------------------------------------------------------------------------------
+// PostgreSQL
+
+TEST(CadastrePostgreSQL, HoldsTheSameRowsAsSQLite) {
+    const char* socket = std::getenv("TM_PG_SOCKET");
+    if (!socket || !*socket) {
+        if (std::getenv("CI")) FAIL() << "TM_PG_SOCKET is not set: the suite's PostgreSQL server did not start";
+        GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
+    }
+    Cadastre c;
+    TempFolder temp;
+    const std::string name = "tmcadastre_" + std::to_string(::getpid());
+    const std::string url = "postgresql://tm@/" + name + "?host=" + socket;
+    const std::string sqlite = temp / "plan.sqlite";
+    for (const std::string& file : {kPlan, kClassicPlan}) {
+        ASSERT_EQ(ConvertPlan(sqlite, 0, file), "") << file;
+        ASSERT_EQ(ConvertPlan(url, 0, file), "") << file;
+    }
+    // The columns of each table as text both engines print alike: numbers to two places,
+    // geometry as whether there is one.
+    struct TTable {
+        const char* Name;
+        std::vector<std::string> Texts, Numbers;
+        bool Geometry = true;
+    };
+    const TTable tables[] = {
+        {"QUARTALS", {"ID", "КадастровыйНомер"}, {"Площадь"}, false},
+        {"PARCELS", {"ID", "QUARTALS_ID", "КадастровыйНомер", "Категория", "Вид"}, {"Площадь1", "КадастроваяСтоимость"}},
+        {"OBJECTS", {"ID", "QUARTALS_ID", "КадастровыйНомер", "ВидТекст", "Назначение"}, {"Площадь"}},
+        {"ZONES", {"ID", "УчетныйНомер", "Описание"}, {}},
+        {"OMS_POINTS", {"ID", "Номер"}, {"X", "Y"}},
+        {"OBJECT_RIGHTS", {"ID", "PARENT_ID", "УчетныйНомер", "ВидПрава"}, {}, false},
+    };
+    auto query = [](const TTable& aTable, bool aPostgres) {
+        std::string sql = "SELECT ";
+        for (const std::string& t : aTable.Texts) sql += "COALESCE(CAST(\"" + t + "\" AS TEXT), '-') || '|' || ";
+        for (const std::string& n : aTable.Numbers)
+            sql += aPostgres ? "COALESCE(CAST(ROUND(CAST(\"" + n + "\" AS NUMERIC), 2) AS TEXT), '-') || '|' || "
+                             : "CASE WHEN \"" + n + "\" IS NULL THEN '-' ELSE PRINTF('%.2f', \"" + n + "\") END || '|' || ";
+        sql += aTable.Geometry ? "CASE WHEN \"GEOMETRY\" IS NULL THEN '0' ELSE '1' END" : "'-'";
+        return sql + " FROM \"" + aTable.Name + "\" ORDER BY \"ID\"";
+    };
+    for (const TTable& t : tables) {
+        const std::vector<std::string> lite = Rows(sqlite, query(t, false));
+        std::string pg;
+        const std::string script = WriteText(temp / "query.sql", query(t, true) + ";\n");
+        if (FILE* p = popen(("psql -h " + std::string(socket) + " -U tm -d " + name + " -At -f '" + script + "' 2>&1").c_str(), "r")) {
+            char buf[4096];
+            while (size_t n = fread(buf, 1, sizeof buf, p)) pg.append(buf, n);
+            pclose(p);
+        }
+        std::string expected;
+        for (const std::string& row : lite) expected += row + "\n";
+        EXPECT_FALSE(lite.empty()) << t.Name;
+        EXPECT_EQ(pg, expected) << t.Name;
+    }
+    std::system(("psql -h " + std::string(socket) + " -U tm -d postgres -q -c 'DROP DATABASE IF EXISTS \"" + name +
+                 "\" WITH (FORCE)' >/dev/null 2>&1").c_str());
 }
