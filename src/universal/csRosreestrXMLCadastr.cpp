@@ -211,14 +211,7 @@ std::string TcsRosReestrKad::BlockOfNumber(const std::string& aNumber) {
 
 TcsVariant TcsRosReestrKad::ProcessCreateOrFindQuartal(TcsXMLProcessController& aController, const std::string& aNumber) {
     if (aNumber.empty()) return {};
-    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(aNumber, kPartBlock)) return key->Value;
-    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
-    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(aNumber));
-    if (!ProcessSessionFind(*block, "cadastral_number", nullptr)) block->GetKey();
-    const TcsVariant key = block->GetKey();
-    aController.CommitSession(block);
-    aController.Keys().SetKey(aNumber, kPartBlock, key);
-    return key;
+    return OpenBlock(aController, aNumber, nullptr, "cadastral_number", nullptr);
 }
 
 bool TcsRosReestrKad::SetItemGeometry(TcsXMLProcessSessionItem& aItem, const TGrParcel* aParcel) {
@@ -248,6 +241,20 @@ void TcsRosReestrKad::SetPointGeometry(TcsXMLProcessSessionItem& aItem, PXMLNode
     if (GetValueByXpath(aNode, aX, tx, false) && GetValueByXpath(aNode, aY, ty, false) && TryStrToFloat(Trim(tx), x) &&
         TryStrToFloat(Trim(ty), y))
         aItem.Geometry().SetWKT("POINT (" + FormatNumber(y) + " " + FormatNumber(x) + ")");
+}
+
+TcsVariant TcsRosReestrKad::OpenBlock(TcsXMLProcessController& aController, const std::string& aNumber, const double* aArea,
+                                      std::string_view aPath, PXMLNode aNode) {
+    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(aNumber, kPartBlock)) return key->Value;
+    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
+    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(aNumber));
+    if (aArea) block->AddValue("area", 1, kValueNumber, TcsVariant(*aArea));
+    if (!ProcessSessionFind(*block, aPath, aNode)) block->GetKey();
+    const TcsVariant key = block->GetKey();
+    // Only the block: a record that names it may be open beside it.
+    aController.CommitSession(block);
+    aController.Keys().SetKey(aNumber, kPartBlock, key);
+    return key;
 }
 
 void TcsRosReestrKad::Status(const std::string& aText) {
@@ -490,19 +497,8 @@ void TcsRosReestrKadPlNew::ProcessBlock(TcsXMLProcessController& aController, PX
         KvartalID = TcsVariant();
         return;
     }
-    const std::string& number = FKadNumList[index];
-    FKadNum = number;
-    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(number, kPartBlock)) {
-        KvartalID = key->Value;
-        return;
-    }
-    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
-    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(number));
-    block->AddValue("area", 1, kValueNumber, TcsVariant(FAreaList[index]));
-    if (!ProcessSessionFind(*block, aPath, aNode)) block->GetKey();
-    KvartalID = block->GetKey();
-    aController.Keys().SetKey(number, kPartBlock, KvartalID);
-    aController.CommitAllSession(false, true);
+    FKadNum = FKadNumList[index];
+    KvartalID = OpenBlock(aController, FKadNum, &FAreaList[index], aPath, aNode);
 }
 
 void TcsRosReestrKadPlNew::ProcessParcel(TcsXMLProcessController& aController, PXMLNode aNode, std::string_view aPath) {

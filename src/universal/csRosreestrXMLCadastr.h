@@ -153,6 +153,10 @@ public:
 protected:
     // The common end of a record: its file and block keys (the block its number names when no
     // block is being read), its row found again when a conversion is repeated, the commit.
+    // The key of the block of that number: opened, found in the destination or made, and
+    // committed the first time it is met; its area when given.
+    TcsVariant OpenBlock(TcsXMLProcessController& aController, const std::string& aNumber, const double* aArea,
+                         std::string_view aPath, xml::PXMLNode aNode);
     // Gives the record's key.
     TcsVariant CommitRecord(TcsXMLProcessController& aController, TcsXMLProcessSessionItem& aItem, const std::string& aNumber);
     // A zone's kind by its TerritorialZone or SpecialZone child, added as a value; nil for none.

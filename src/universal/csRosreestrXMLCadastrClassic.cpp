@@ -268,18 +268,9 @@ void TcsRosReestrKadClassic::ProcessBlock(TcsXMLProcessController& aController, 
         return;
     }
     FKadNum = number;
-    if (const TcsXMLProcessSessionKey* key = aController.Keys().FindKey(number, kPartBlock)) {
-        KvartalID = key->Value;
-        return;
-    }
-    TcsXMLProcessSessionItem* block = aController.OpenSessionItem(kPartBlock, nullptr, false);
-    block->AddValue("cadastral_number", 0, kValueText, TcsVariant(number));
-    if (index < FAreaList.size() && FKadNumList[index] == number)
-        block->AddValue("area", 1, kValueNumber, TcsVariant(FAreaList[index]));
-    if (!ProcessSessionFind(*block, aPath, aNode)) block->GetKey();
-    KvartalID = block->GetKey();
-    aController.Keys().SetKey(number, kPartBlock, KvartalID);
-    aController.CommitAllSession(false, true);
+    // The area the full look found for this block, when it saw the same one there.
+    const bool known = index < FAreaList.size() && FKadNumList[index] == number;
+    KvartalID = OpenBlock(aController, number, known ? &FAreaList[index] : nullptr, aPath, aNode);
 }
 
 void TcsRosReestrKadClassic::ProcessRecord(TcsXMLProcessController& aController, int aKind, PXMLNode aNode,
