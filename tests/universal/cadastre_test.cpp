@@ -4,8 +4,6 @@
 
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 
@@ -385,11 +383,8 @@ TEST(CadastreClassic, RingsInEitherSpellingMakeOneGeometryPerRecord) {
 // PostgreSQL
 
 TEST(CadastrePostgreSQL, HoldsTheSameRowsAsSQLite) {
-    const char* socket = std::getenv("TM_PG_SOCKET");
-    if (!socket || !*socket) {
-        if (std::getenv("CI")) FAIL() << "TM_PG_SOCKET is not set: the suite's PostgreSQL server did not start";
-        GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
-    }
+    const char* socket = SuitePgSocket();
+    if (!socket) GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
     Cadastre c;
     TempFolder temp;
     const std::string name = "tmcadastre_" + std::to_string(::getpid());
@@ -425,18 +420,11 @@ TEST(CadastrePostgreSQL, HoldsTheSameRowsAsSQLite) {
     };
     for (const TTable& t : tables) {
         const std::vector<std::string> lite = Rows(sqlite, query(t, false));
-        std::string pg;
-        const std::string script = WriteText(temp / "query.sql", query(t, true) + ";\n");
-        if (FILE* p = popen(("psql -h " + std::string(socket) + " -U tm -d " + name + " -At -f '" + script + "' 2>&1").c_str(), "r")) {
-            char buf[4096];
-            while (size_t n = fread(buf, 1, sizeof buf, p)) pg.append(buf, n);
-            pclose(p);
-        }
+        const std::string pg = Psql(socket, name, temp.Path, query(t, true));
         std::string expected;
         for (const std::string& row : lite) expected += row + "\n";
         EXPECT_FALSE(lite.empty()) << t.Name;
         EXPECT_EQ(pg, expected) << t.Name;
     }
-    std::system(("psql -h " + std::string(socket) + " -U tm -d postgres -q -c 'DROP DATABASE IF EXISTS \"" + name +
-                 "\" WITH (FORCE)' >/dev/null 2>&1").c_str());
+    DropPgDatabase(socket, name);
 }

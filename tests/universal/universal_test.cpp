@@ -380,34 +380,20 @@ TEST(DatabaseDestination, AFailedFileLeavesTheDatabaseAsItWasAndRemovesOneItMade
 }
 
 TEST(DatabaseDestination, ConvertsIntoANewPostgreSQLDatabaseAndRollsBackAFailedFile) {
-    const char* socket = std::getenv("TM_PG_SOCKET");
-    if (!socket || !*socket) {
-        if (std::getenv("CI")) FAIL() << "TM_PG_SOCKET is not set: the suite's PostgreSQL server did not start";
-        GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
-    }
+    const char* socket = SuitePgSocket();
+    if (!socket) GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
     Registered registered;
     TempFolder temp;
     const std::string name = "tmconv_" + std::to_string(::getpid());
     const std::string url = "postgresql://tm@/" + name + "?host=" + socket;
-    auto psql = [&](const std::string& aSQL) {
-        std::string out;
-        const std::string script = WriteText(temp / "query.sql", aSQL + ";\n");
-        const std::string command = "psql -h " + std::string(socket) + " -U tm -d " + name + " -At -f '" + script + "' 2>&1";
-        if (FILE* p = popen(command.c_str(), "r")) {
-            char buf[4096];
-            while (size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-            pclose(p);
-        }
-        return out;
-    };
+    auto psql = [&](const std::string& aSQL) { return Psql(socket, name, temp.Path, aSQL); };
     ASSERT_EQ(Convert(*NewManager(kDocument, url)), "");
     EXPECT_EQ(psql("SELECT COUNT(*), COUNT(\"GEOMETRY\") FROM \"XML_ITEMS\""), "5|2\n");
     EXPECT_EQ(psql("SELECT \"VALUE_2\" FROM \"XML_ITEMS\" WHERE \"NAME\" = 'Сарай & склад'"), "не число\n");
     const std::string truncated = WriteText(temp / "truncated.xml", "<TestDocument><Record id=\"r\"><Name>a</Name></Record><Record>");
     EXPECT_NE(Convert(*NewManager(truncated, url)), "");
     EXPECT_EQ(psql("SELECT COUNT(*) FROM \"XML_ITEMS\""), "5\n");
-    std::system(("psql -h " + std::string(socket) + " -U tm -d postgres -q -c 'DROP DATABASE IF EXISTS \"" + name +
-                 "\" WITH (FORCE)' >/dev/null 2>&1").c_str());
+    DropPgDatabase(socket, name);
 }
 
 TEST(DatabaseDestination, AnUnwritableOutputIsNamed) {

@@ -6,6 +6,7 @@
 #include <sqlite3.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -103,6 +104,34 @@ inline void MakeRealXSDFolder(const fs::path& aShared, const fs::path& aFolder) 
     const std::string command = "python3 '" + std::string(TM_SOURCE_DIR) + "/tests/universal/make_xsd_folder.py' '" +
                                 aShared.string() + "' '" + std::string(TM_FIXTURES) + "' '" + aFolder.string() + "'";
     ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+// The socket folder of the suite's PostgreSQL server, or nil; under CI its absence is a failure,
+// since the suite starts the server itself.
+inline const char* SuitePgSocket() {
+    const char* socket = std::getenv("TM_PG_SOCKET");
+    if (socket && *socket) return socket;
+    if (std::getenv("CI")) ADD_FAILURE() << "TM_PG_SOCKET is not set: the suite's PostgreSQL server did not start";
+    return nullptr;
+}
+
+// psql's unaligned answer to aSQL in database aDatabase of the suite's server, errors included.
+inline std::string Psql(const char* aSocket, const std::string& aDatabase, const fs::path& aFolder, const std::string& aSQL) {
+    const fs::path script = aFolder / "query.sql";
+    std::ofstream(script) << aSQL << ";\n";
+    std::string out;
+    const std::string command = "psql -h " + std::string(aSocket) + " -U tm -d " + aDatabase + " -At -f '" + script.string() + "' 2>&1";
+    if (FILE* p = popen(command.c_str(), "r")) {
+        char buf[4096];
+        while (size_t n = fread(buf, 1, sizeof buf, p)) out.append(buf, n);
+        pclose(p);
+    }
+    return out;
+}
+
+inline void DropPgDatabase(const char* aSocket, const std::string& aDatabase) {
+    std::system(("psql -h " + std::string(aSocket) + " -U tm -d postgres -q -c 'DROP DATABASE IF EXISTS \"" + aDatabase +
+                 "\" WITH (FORCE)' >/dev/null 2>&1").c_str());
 }
 
 }  // namespace tmi::test
