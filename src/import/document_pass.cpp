@@ -204,13 +204,12 @@ bool TlibImportXML::ProcessDocument(xml::PXMLNode aRoot) {
             const TPointDecl& p = arPoints[static_cast<size_t>(i)];
             NewGMRecord(true, 10);
             WriteGrPoint(p.x, p.y);
-            SetGMField("ПорядковыйНомер", TcsVariant(p.npt));
-            double tol = 0;
-            if (TryStrToFloat(p.tol, tol)) SetGMField("Погрешность", TcsVariant(tol));
+            SetGMField("ПорядковыйНомер", TcsVariant(std::string(arPoints.Text(p.npt))));
+            if (p.hasTol) SetGMField("Погрешность", TcsVariant(p.tol));
             SetGMField("X", TcsVariant(p.x));
             SetGMField("Y", TcsVariant(p.y));
             SetGMField("iBlock", TcsVariant(XMLParcel.Block));
-            SetGMField("iParcel", TcsVariant(p.knuch));
+            SetGMField("iParcel", TcsVariant(std::string(arPoints.Text(p.knuch))));
             PostGMRecord();
             if (FProgress) FProgress->Next();
             if (Cancelled()) break;

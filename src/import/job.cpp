@@ -29,7 +29,6 @@ TlibImportXML::~TlibImportXML() {
 
 void TlibImportXML::Clear() {
     arPoints.clear();
-    arPoints.shrink_to_fit();
     arrayKn.clear();
     arrayKn.shrink_to_fit();
     nPoints = 0;

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <array>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,14 +23,55 @@
 
 namespace tmi {
 
+// One turning point kept for the table "Точки". Its texts stand once in the list that holds
+// it (TPointList) and are named here by reference; a plan of a whole district holds hundreds
+// of thousands of points, and the parcel's number is shared by all the points of the parcel.
 struct TPointDecl {
     double x = 0;
     double y = 0;
-    std::string npt;
-    std::string npt2;
-    int32_t status = 0;
-    std::string tol;
-    std::string knuch;
+    double tol = 0;        // the delta as its text form reads back; meaningful when hasTol
+    uint32_t npt = 0;      // references into the list's texts
+    uint32_t npt2 = 0;
+    uint32_t knuch = 0;
+    int16_t status = 0;
+    bool hasTol = false;
+};
+
+// The points of a job: records in chunks that never move, their texts, each after its length,
+// in blocks beside them, all freed together.
+class TPointList {
+public:
+    TPointList() = default;
+    TPointList(const TPointList&) = delete;
+    TPointList& operator=(const TPointList&) = delete;
+
+    void Add(double aX, double aY, std::string_view aNpt, std::string_view aNpt2, std::string_view aKnuch,
+             int32_t aStatus, double aDelta);
+    [[nodiscard]] size_t size() const noexcept { return fCount; }
+    [[nodiscard]] const TPointDecl& operator[](size_t aIndex) const noexcept {
+        return fChunks[aIndex / kChunk][aIndex % kChunk];
+    }
+    [[nodiscard]] std::string_view Text(uint32_t aRef) const noexcept;
+    void clear() noexcept;
+
+private:
+    static constexpr size_t kChunk = 4096;
+    static constexpr size_t kTextBlock = size_t(64) << 10;
+    uint32_t Keep(std::string_view aText);
+
+    xml::TBlockArena fArena{size_t(1) << 20, size_t(8) << 20};
+    std::vector<TPointDecl*> fChunks;
+    size_t fCount = 0;
+    std::vector<char*> fTextBlocks;  // a reference is block * kTextBlock + offset; a long text
+                                     // takes several slots, the first naming its block
+    size_t fTextUsed = kTextBlock;   // in the last block; full before the first
+    std::string fLastKnuch;          // consecutive points of one parcel share its number
+    uint32_t fLastKnuchRef = 0;
+    bool fHasKnuch = false;
+    uint64_t fLastDeltaBits = 0;     // the last delta's conversion, kept for the next point
+    double fLastTol = 0;
+    bool fLastHasTol = false;
+    bool fHasDelta = false;
 };
 
 struct TXMLSert {
@@ -383,9 +423,9 @@ public:
     xml::IOTextParseError fLoadError;
     xml::PXMLNode FNTCurrentNode = nullptr;
     int32_t nPoints = 0;
-    // Turning points arrive by the million: the deque grows in blocks and never moves (or
-    // briefly doubles) what it already holds.
-    std::deque<TPointDecl> arPoints;
+    // Turning points arrive by the million: the list grows in chunks and never moves what it
+    // already holds.
+    TPointList arPoints;
     double tolerance = 0.01;
     int32_t contour = 0;
     std::vector<std::string> arrayKn;

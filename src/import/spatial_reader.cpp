@@ -2,6 +2,8 @@
 // the node accessors that every reader uses.
 #include <algorithm>
 #include <charconv>
+#include <cstring>
+#include <stdexcept>
 
 #include "reader_support.h"
 #include "xml_errors.h"
@@ -125,9 +127,87 @@ int32_t TlibImportXML::AddPointDecl(const std::string& aNpt, const std::string& 
     if (fPoints == 2 &&
         std::none_of(arrCn.begin(), arrCn.end(), [&](const std::string& cn) { return SameText(cn, aKnuch); }))
         return -1;
-    arPoints.push_back(TPointDecl{aX, aY, aNpt, aNpt2, aStatus, FloatToStr(aDelta), aKnuch});
+    arPoints.Add(aX, aY, aNpt, aNpt2, aKnuch, aStatus, aDelta);
     nPoints = static_cast<int32_t>(arPoints.size());
     return -1;
+}
+
+void TPointList::Add(double aX, double aY, std::string_view aNpt, std::string_view aNpt2, std::string_view aKnuch,
+                     int32_t aStatus, double aDelta) {
+    if (fCount % kChunk == 0 && fCount / kChunk == fChunks.size()) {
+        fChunks.reserve(fChunks.size() + 1);
+        fChunks.push_back(static_cast<TPointDecl*>(fArena.Take(sizeof(TPointDecl) * kChunk)));
+    }
+    TPointDecl p;
+    p.x = aX;
+    p.y = aY;
+    // The tolerance is the delta as its general text form reads back; the points of a plan
+    // mostly share one delta, so the last conversion is kept.
+    uint64_t bits = 0;
+    std::memcpy(&bits, &aDelta, sizeof bits);
+    if (!fHasDelta || bits != fLastDeltaBits) {
+        fLastHasTol = TryStrToFloat(FloatToStr(aDelta), fLastTol);
+        fLastDeltaBits = bits;
+        fHasDelta = true;
+    }
+    p.tol = fLastTol;
+    p.hasTol = fLastHasTol;
+    p.npt = Keep(aNpt);
+    p.npt2 = aNpt2 == aNpt ? p.npt : Keep(aNpt2);
+    if (!fHasKnuch || aKnuch != fLastKnuch) {
+        fLastKnuchRef = Keep(aKnuch);
+        fLastKnuch.assign(aKnuch);
+        fHasKnuch = true;
+    }
+    p.knuch = fLastKnuchRef;
+    p.status = static_cast<int16_t>(aStatus);
+    fChunks[fCount / kChunk][fCount % kChunk] = p;
+    ++fCount;
+}
+
+uint32_t TPointList::Keep(std::string_view aText) {
+    if (aText.size() > UINT32_MAX - sizeof(uint32_t)) throw std::length_error("A point's text is too long.");
+    const auto length = static_cast<uint32_t>(aText.size());
+    const size_t need = sizeof length + aText.size();
+    size_t block = fTextBlocks.size() - 1;
+    size_t offset = fTextUsed;
+    if (fTextBlocks.empty() || need > kTextBlock - fTextUsed) {
+        // A new block; a text longer than a block has one of its own, which fills several
+        // slots, and the next text starts another.
+        const size_t slots = (need + kTextBlock - 1) / kTextBlock;
+        if ((fTextBlocks.size() + slots) * kTextBlock > UINT32_MAX) throw std::length_error("Too many points.");
+        fTextBlocks.reserve(fTextBlocks.size() + slots);
+        block = fTextBlocks.size();
+        fTextBlocks.push_back(static_cast<char*>(fArena.Take(slots * kTextBlock)));
+        fTextBlocks.resize(block + slots, nullptr);
+        offset = 0;
+        fTextUsed = slots == 1 ? 0 : kTextBlock;
+    }
+    char* at = fTextBlocks[block] + offset;
+    std::memcpy(at, &length, sizeof length);
+    if (length) std::memcpy(at + sizeof length, aText.data(), length);
+    if (fTextUsed < kTextBlock) fTextUsed += need;
+    return static_cast<uint32_t>(block * kTextBlock + offset);
+}
+
+std::string_view TPointList::Text(uint32_t aRef) const noexcept {
+    const char* at = fTextBlocks[aRef / kTextBlock] + aRef % kTextBlock;
+    uint32_t length = 0;
+    std::memcpy(&length, at, sizeof length);
+    return {at + sizeof length, length};
+}
+
+void TPointList::clear() noexcept {
+    fChunks.clear();
+    fChunks.shrink_to_fit();
+    fTextBlocks.clear();
+    fTextBlocks.shrink_to_fit();
+    fArena.Release();
+    fCount = 0;
+    fTextUsed = kTextBlock;
+    fHasKnuch = false;
+    fLastKnuch.clear();
+    fHasDelta = false;
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -16,6 +16,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "block_arena.h"
 #include "hashed_strings.h"
 #include "xml_errors.h"
 #include "xml_reader.h"
@@ -367,7 +368,8 @@ private:
     bool fLoading = false;
     std::string fURL;
     TOHashedStrings fDictionary;
-    std::vector<TXMLNode*> fNodes;  // pages of records (arena: freed in ReleasePages)
+    TBlockArena fNodeArena;         // the memory of the pages, freed in ReleasePages
+    std::vector<TXMLNode*> fNodes;  // pages of records
     std::vector<uint32_t> fFreeNodes;
     std::unordered_map<PXMLNode, std::unique_ptr<TXMLChildNodeList>> fTempChildNodes[2];
     std::unordered_map<PXMLNode, int32_t> fTempNameSpaceURIs;

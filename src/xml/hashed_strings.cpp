@@ -97,8 +97,7 @@ void TOHashedStrings::Rehash(uint32_t aBucketCount) {
 const char* TOHashedStrings::Store(std::string_view aText) {
     if (aText.size() > fBlockLeft) {
         const size_t size = std::max(kBlockSize, aText.size());
-        fBlocks.emplace_back(new char[size]);  // owned by fBlocks
-        fBlockPos = fBlocks.back().get();
+        fBlockPos = static_cast<char*>(fBlocks.Take(size));
         fBlockLeft = size;
         fBlockBytes += size;
     }
@@ -162,7 +161,7 @@ void TOHashedStrings::SetCaseSensitive(bool aValue) {
 void TOHashedStrings::Clear() {
     fItems.clear();
     fItems.shrink_to_fit();
-    fBlocks.clear();
+    fBlocks.Release();
     fBlockPos = nullptr;
     fBlockLeft = 0;
     fBlockBytes = 0;

@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "block_arena.h"
+
 namespace tmi::xml {
 
 class TOHashedStrings {
@@ -72,7 +74,7 @@ private:
     uint64_t fModMagic = 0;
     uint32_t fCapacity = 0;
     // Text storage in blocks that never move.
-    std::vector<std::unique_ptr<char[]>> fBlocks;
+    TBlockArena fBlocks;
     char* fBlockPos = nullptr;
     size_t fBlockLeft = 0;
     size_t fBlockBytes = 0;

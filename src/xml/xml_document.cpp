@@ -88,7 +88,7 @@ TXMLDocument::~TXMLDocument() {
 }
 
 void TXMLDocument::ReleasePages() {
-    for (TXMLNode* page : fNodes) std::free(page);
+    fNodeArena.Release();
     fNodes.clear();
     fNodes.shrink_to_fit();
     detail::gPageTables[fSlot] = nullptr;
@@ -106,8 +106,8 @@ void TXMLDocument::ReleasePages() {
 }
 
 void TXMLDocument::AddPage() {
-    auto* page = static_cast<TXMLNode*>(std::malloc(sizeof(TXMLNode) * detail::kPageSize));
-    if (!page) throw std::bad_alloc();
+    fNodes.reserve(fNodes.size() + 1);
+    auto* page = static_cast<TXMLNode*>(fNodeArena.Take(sizeof(TXMLNode) * detail::kPageSize));
     fNodes.push_back(page);
     detail::gPageTables[fSlot] = fNodes.data();
     fNodesLength += detail::kPageSize;

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -149,13 +150,13 @@ TEST_F(Job, ClearEmptiesEverythingTheJobHolds) {
     TlibImportXML job;
     // A deliberate departure: the turning points grow as they come, nothing is set aside
     // for 300,000 of them at creation.
-    EXPECT_TRUE(job.arPoints.empty());
+    EXPECT_EQ(job.arPoints.size(), 0u);
     job.fRings.SPList.push_back({std::make_shared<TGrCont>(), 1});
-    job.arPoints.push_back(TPointDecl{});
+    job.arPoints.Add(0, 0, "1", "1", "66:41:1", 1, 0);
     job.nPoints = 1;
     job.Clear();
     EXPECT_TRUE(job.fRings.SPList.empty());
-    EXPECT_TRUE(job.arPoints.empty());
+    EXPECT_EQ(job.arPoints.size(), 0u);
     EXPECT_EQ(job.nPoints, 0);
 }
 
@@ -293,8 +294,9 @@ TEST_F(Job, TurningPointsTableWhenAsked) {
     auto job = std::make_unique<TlibImportXML>();
     Prepare(*job, Write("doc.xml", "<KPT/>"));
     job->fPoints = 1;
-    job->arPoints.push_back(TPointDecl{10.5, 20.25, "н1", "", 0, "0.10", "66:41:1"});
-    job->arPoints.push_back(TPointDecl{11, 21, "2", "", 0, "x", "66:41:1"});
+    job->arPoints.Add(10.5, 20.25, "н1", "", "66:41:1", 0, 0.10);
+    // A delta that is no number is written as the float columns write it.
+    job->arPoints.Add(11, 21, "2", "", "66:41:1", 0, std::nan(""));
     job->nPoints = 2;
     EXPECT_TRUE(job->Execute());
     job->Clear();

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -145,16 +146,16 @@ TEST(SpatialClassic, PointNumbersDeltasAndSpellingPrecedence) {
     job.ReadEntitySpatial(r.Root());
     ASSERT_EQ(job.nPoints, 4);
     // The unit numbers every point: the first unit's ordinate has no number.
-    EXPECT_EQ(job.arPoints[0].npt, "77");  // the right spelling when the left is empty
-    EXPECT_EQ(job.arPoints[0].tol, "0.1");
-    EXPECT_EQ(job.arPoints[0].knuch, "66:41:1:7");
+    EXPECT_EQ(job.arPoints.Text(job.arPoints[0].npt), "77");  // the right spelling when the left is empty
+    EXPECT_EQ(job.arPoints[0].tol, 0.1);
+    EXPECT_EQ(job.arPoints.Text(job.arPoints[0].knuch), "66:41:1:7");
     EXPECT_EQ(job.arPoints[0].status, 1);
     EXPECT_EQ(job.arPoints[0].x, 20);
-    EXPECT_EQ(job.arPoints[1].npt, "5");   // no unit number: the ordinate's, and numbering flips back
-    EXPECT_EQ(job.arPoints[1].tol, "0.1"); // no delta: the last one read
-    EXPECT_EQ(job.arPoints[2].npt, "3");   // lower-case "точка"; the left spelling wins
-    EXPECT_EQ(job.arPoints[3].npt, "5");   // another unit type: the unit number
-    EXPECT_EQ(job.arPoints[3].tol, "0");
+    EXPECT_EQ(job.arPoints.Text(job.arPoints[1].npt), "5");   // no unit number: the ordinate's, and numbering flips back
+    EXPECT_EQ(job.arPoints[1].tol, 0.1); // no delta: the last one read
+    EXPECT_EQ(job.arPoints.Text(job.arPoints[2].npt), "3");   // lower-case "точка"; the left spelling wins
+    EXPECT_EQ(job.arPoints.Text(job.arPoints[3].npt), "5");   // another unit type: the unit number
+    EXPECT_EQ(job.arPoints[3].tol, 0);
 }
 
 TEST(SpatialClassic, MalformedCoordinatesRaiseAndEmptyElementsFail) {
@@ -222,12 +223,12 @@ TEST(SpatialNew, DuplicatesNumbersAndLooseCoordinates) {
              NewOrdinate("bad", "", "", "8") + "</ordinates></spatial_element></spatials_elements></entity_spatial>");
     TGrParcelRef q = n.fJob.ReadEntitySpatialNew(n.Root(), false);
     ASSERT_EQ(n.fJob.nPoints, 2);
-    EXPECT_EQ(n.fJob.arPoints[0].npt, "7");  // NaN takes the ordinate number
+    EXPECT_EQ(n.fJob.arPoints.Text(n.fJob.arPoints[0].npt), "7");  // NaN takes the ordinate number
     EXPECT_EQ(n.fJob.arPoints[0].x, 2.5);
     EXPECT_EQ(n.fJob.arPoints[0].y, 1.5);
-    EXPECT_EQ(n.fJob.arPoints[0].tol, "0.1");
+    EXPECT_EQ(n.fJob.arPoints[0].tol, 0.1);
     EXPECT_EQ(n.fJob.arPoints[1].x, 0);  // malformed and missing become 0
-    EXPECT_EQ(n.fJob.arPoints[1].tol, "0");
+    EXPECT_EQ(n.fJob.arPoints[1].tol, 0);
     EXPECT_EQ(TlibImportXML::LooseFloat("  "), 0);
     EXPECT_EQ(TlibImportXML::LooseFloat("1,234.5"), 0);
 }
@@ -313,6 +314,36 @@ TEST(SpatialPoints, TheNumberFilter) {
     job.AddPointDecl("3", "", "66:41:1:7", 1, 0, 1, 2);
     EXPECT_EQ(job.nPoints, 1);
     EXPECT_EQ(job.contour, -1);
+}
+
+TEST(SpatialPoints, TextsDeltasAndParcelsKeptOnceReadBackAsGiven) {
+    TPointList points;
+    const std::string longNumber(200000, '7');  // longer than a block of texts
+    for (int i = 0; i < 20000; ++i) {
+        const std::string parcel = "66:41:1:" + std::to_string(i / 7);
+        const std::string npt = i == 9000 ? longNumber : std::to_string(i);
+        const double delta = i % 3 == 0 ? 0.1 : (i % 3 == 1 ? -0.0 : 1e-7);
+        points.Add(i, -i, npt, i % 2 ? npt : "o" + npt, parcel, 1, delta);
+    }
+    ASSERT_EQ(points.size(), 20000u);
+    for (size_t i : {0u, 1u, 4095u, 4096u, 8999u, 9000u, 9001u, 19999u}) {
+        const TPointDecl& p = points[i];
+        const std::string npt = i == 9000 ? longNumber : std::to_string(i);
+        EXPECT_EQ(p.x, static_cast<double>(i));
+        EXPECT_EQ(points.Text(p.npt), npt);
+        EXPECT_EQ(points.Text(p.npt2), i % 2 ? npt : "o" + npt);
+        EXPECT_EQ(points.Text(p.knuch), "66:41:1:" + std::to_string(i / 7));
+        EXPECT_EQ(p.status, 1);
+        // The tolerance is what the general text form of the delta reads back as.
+        ASSERT_TRUE(p.hasTol);
+        EXPECT_EQ(p.tol, i % 3 == 0 ? 0.1 : (i % 3 == 1 ? 0.0 : 1e-7));
+    }
+    EXPECT_FALSE(std::signbit(points[1].tol));  // "-0" is written "0"
+    points.clear();
+    EXPECT_EQ(points.size(), 0u);
+    points.Add(1, 2, "a", "a", "b", 1, 0);
+    EXPECT_EQ(points.Text(points[0].npt), "a");
+    EXPECT_EQ(points.Text(points[0].knuch), "b");
 }
 
 TEST(Clauses, RegionsHolesAndNone) {

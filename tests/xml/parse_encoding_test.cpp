@@ -143,7 +143,9 @@ TEST(ParseEncoding, DeclarationsNotRecognisedNameNoEncoding) {
     (void)Load(doc, text);
     const PXMLNode a = doc.DocumentElement() ? doc.DocumentElement()->FindChild("a") : nullptr;
     // Read as UTF-8, the three bytes are no Cyrillic word.
-    if (a) EXPECT_NE(a->Text(), "Дом");
+    if (a) {
+        EXPECT_NE(a->Text(), "Дом");
+    }
     TXMLDocument recognised;
     ASSERT_TRUE(Load(recognised, text));
     EXPECT_EQ(recognised.DocumentElement()->Text(), "Дом");
