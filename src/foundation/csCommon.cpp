@@ -80,23 +80,41 @@ std::string Trim(std::string_view aText) {
     return std::string(aText.substr(b, e - b));
 }
 
-std::string FloatToStr(double aValue) {
-    if (std::isnan(aValue)) return "NAN";
-    if (std::isinf(aValue)) return aValue > 0 ? "INF" : "-INF";
+void AppendFloat(std::string& aOut, double aValue) {
+    if (std::isnan(aValue)) {
+        aOut += "NAN";
+        return;
+    }
+    if (std::isinf(aValue)) {
+        aOut += aValue > 0 ? "INF" : "-INF";
+        return;
+    }
     // The general form of 15 significant digits: fixed unless the exponent is at least 15 or
     // below -4; an exponent is written "E20", "E-6".
     char buf[64];
     const auto r = std::to_chars(buf, buf + sizeof buf, aValue, std::chars_format::general, 15);
-    std::string s(buf, r.ptr);
-    const size_t e = s.find('e');
-    if (e != std::string::npos) {
-        const std::string exponent = s.substr(e + 1);
-        const bool negative = !exponent.empty() && exponent[0] == '-';
-        size_t start = (!exponent.empty() && (exponent[0] == '-' || exponent[0] == '+')) ? 1 : 0;
-        while (start + 1 < exponent.size() && exponent[start] == '0') ++start;
-        s = s.substr(0, e) + "E" + (negative ? "-" : "") + exponent.substr(start);
+    const std::string_view s(buf, static_cast<size_t>(r.ptr - buf));
+    if (s == "-0") {
+        aOut += '0';
+        return;
     }
-    if (s == "-0") s = "0";
+    const size_t e = s.find('e');
+    if (e == std::string_view::npos) {
+        aOut += s;
+        return;
+    }
+    std::string_view exponent = s.substr(e + 1);
+    const bool negative = !exponent.empty() && exponent[0] == '-';
+    if (!exponent.empty() && (exponent[0] == '-' || exponent[0] == '+')) exponent.remove_prefix(1);
+    while (exponent.size() > 1 && exponent[0] == '0') exponent.remove_prefix(1);
+    aOut += s.substr(0, e);
+    aOut += negative ? "E-" : "E";
+    aOut += exponent;
+}
+
+std::string FloatToStr(double aValue) {
+    std::string s;
+    AppendFloat(s, aValue);
     return s;
 }
 

@@ -37,6 +37,8 @@ std::string Trim(std::string_view aText);
 
 // Numbers without locale: the shortest form that reads back, at most 15 significant digits.
 std::string FloatToStr(double aValue);
+// FloatToStr's text, appended.
+void AppendFloat(std::string& aOut, double aValue);
 // Fixed notation with aDecimals digits after the point (0 rounds half away from zero).
 std::string FloatToFixed(double aValue, int aDecimals);
 // Strict conversions: false when the whole text is not a number.

@@ -39,6 +39,8 @@ public:
     // "." as decimal separator; Booleans as "True"/"False"; dates as "dd.mm.yyyy hh:nn:ss".
     [[nodiscard]] std::string AsString() const;
     [[nodiscard]] TDateTime AsDateTime() const { return TDateTime{AsFloat()}; }
+    // The text a String variant holds, without a copy; nullptr for the other types.
+    [[nodiscard]] const std::string* StringPtr() const noexcept { return std::get_if<std::string>(&fValue); }
     [[nodiscard]] const void* AsPointer() const;
 
     // Same type and same value.

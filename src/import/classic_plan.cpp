@@ -139,36 +139,23 @@ void TlibImportXML::ReadClassicBlocks(xml::PXMLNode aNode) {
     }
 }
 
-int TlibImportXML::CountContourSteps(xml::PXMLNode aNode, bool aMaxMode) const {
-    int steps = 0;
-    for (xml::PXMLNode c = FirstElement(aNode); c; c = NextElement(c)) {
-        if (!NameContains(c, "Entity_Spatial") && !NameContains(c, "EntitySpatial")) continue;
-        const int e = ChildCount(c);
-        if (aMaxMode)
-            steps += e;
-        else
-            steps += FMaxElementCount > 0 ? static_cast<int>(std::lround(static_cast<double>(e) / FMaxElementCount * 10)) : 0;
-    }
-    return steps;
-}
-
-int TlibImportXML::CountParcelSteps(xml::PXMLNode aNode, bool aMaxMode) {
-    if (!aMaxMode) FMaxElementCount = CountParcelSteps(aNode, true);
-    int result = 0;
+int TlibImportXML::CountParcelSteps(xml::PXMLNode aNode) {
+    TProgressWeights weights;
     for (xml::PXMLNode parcel = FirstElement(aNode); parcel; parcel = NextElement(parcel)) {
-        if (!aMaxMode) ++result;
+        weights.Record();
         for (xml::PXMLNode contours = FirstElement(parcel); contours; contours = NextElement(contours)) {
             if (!Is(contours, "Contours")) continue;
             for (xml::PXMLNode contour = FirstElement(contours); contour; contour = NextElement(contour)) {
                 if (!Is(contour, "Contour")) continue;
-                if (aMaxMode)
-                    result = std::max(result, CountContourSteps(contour, true));
-                else
-                    result += 1 + CountContourSteps(contour, false);
+                weights.Contour();
+                for (xml::PXMLNode c = FirstElement(contour); c; c = NextElement(c))
+                    if (NameContains(c, "Entity_Spatial") || NameContains(c, "EntitySpatial"))
+                        weights.SpatialElement(ChildCount(c));
             }
         }
     }
-    return result;
+    FMaxElementCount = weights.Largest();
+    return weights.Total();
 }
 
 void TlibImportXML::ReadClassicBlock(xml::PXMLNode aNode) {
@@ -184,7 +171,7 @@ void TlibImportXML::ReadClassicBlock(xml::PXMLNode aNode) {
             StatusStyle = n == 1 ? 2 : 1;
             if (StatusStyle == 1) {
                 SetProgressText(RewriteXML ? "Загрузка участков..." : "Проверка экстремумов в файле XML...");
-                if (FProgress) FProgress->SetMax(CountParcelSteps(c, false));
+                if (FProgress) FProgress->SetMax(CountParcelSteps(c));
                 simpleProgress = false;
             }
             int i = 0;

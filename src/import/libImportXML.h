@@ -320,8 +320,7 @@ public:
     void ReadParcel(xml::PXMLNode aNode, std::string_view aName);
     void ReadClassicBlocks(xml::PXMLNode aNode);
     void ReadClassicBlock(xml::PXMLNode aNode);
-    int CountParcelSteps(xml::PXMLNode aNode, bool aMaxMode);
-    int CountContourSteps(xml::PXMLNode aNode, bool aMaxMode) const;
+    int CountParcelSteps(xml::PXMLNode aNode);
 
     // --- classic realty, zones and bounds
     void ReadClassicBounds(xml::PXMLNode aNode);
@@ -358,8 +357,7 @@ public:
     void ReadLandRecord(xml::PXMLNode aNode);
     void ReadCadastralBlocks(xml::PXMLNode aNode);
     void ReadCadastralBlock(xml::PXMLNode aNode);
-    int CountLandProgress(xml::PXMLNode aNode, bool aScan);
-    int ContourProgressWeight(xml::PXMLNode aNode, bool aScan) const;
+    int CountLandProgress(xml::PXMLNode aNode);
     static std::string_view StripNodePrefix(std::string_view aName);
     void ResetGRect();
     void ReadAddressLocation(xml::PXMLNode aNode);

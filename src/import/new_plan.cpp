@@ -68,40 +68,27 @@ void TlibImportXML::ReadCadastralBlocks(xml::PXMLNode aNode) {
     }
 }
 
-int TlibImportXML::ContourProgressWeight(xml::PXMLNode aNode, bool aScan) const {
-    int weight = 0;
-    EACH_CHILD(c, aNode) {
-        if (!Has(c, "entity_spatial")) continue;
-        const int n = ChildCount(c);
-        if (aScan)
-            weight += n;
-        else
-            weight += FMaxElementCount > 0 ? static_cast<int>(std::lround(static_cast<double>(n) / FMaxElementCount * 10)) : 0;
-    }
-    return weight;
-}
-
-int TlibImportXML::CountLandProgress(xml::PXMLNode aNode, bool aScan) {
+int TlibImportXML::CountLandProgress(xml::PXMLNode aNode) {
     if (!aNode) return 0;
-    if (!aScan) FMaxElementCount = CountLandProgress(aNode, true);
-    int result = 0;
+    TProgressWeights weights;
     EACH_CHILD(record, aNode) {
-        if (!aScan) ++result;
+        weights.Record();
         EACH_CHILD(location, record) {
             if (!Is(location, "contours_location")) continue;
             EACH_CHILD(contours, location) {
                 if (!Is(contours, "contours")) continue;
                 EACH_CHILD(contour, contours) {
                     if (!Is(contour, "contour")) continue;
-                    if (aScan)
-                        result = std::max(result, ContourProgressWeight(contour, true));
-                    else
-                        result += 1 + ContourProgressWeight(contour, false);
+                    weights.Contour();
+                    EACH_CHILD(c, contour) {
+                        if (Has(c, "entity_spatial")) weights.SpatialElement(ChildCount(c));
+                    }
                 }
             }
         }
     }
-    return result;
+    FMaxElementCount = weights.Largest();
+    return weights.Total();
 }
 
 void TlibImportXML::ReadCadastralBlock(xml::PXMLNode aNode) {
@@ -138,7 +125,7 @@ void TlibImportXML::ReadCadastralBlock(xml::PXMLNode aNode) {
                         }
                     if (!s || !(s->fGate == 0 ? fWriteParcels : fWriteObj)) continue;
                     SetProgressText(RewriteXML ? s->fHeader : "Проверка экстремумов в файле XML...");
-                    if (FProgress) FProgress->SetMax(s->fKind < 0 ? CountLandProgress(section, false) : ChildCount(section));
+                    if (FProgress) FProgress->SetMax(s->fKind < 0 ? CountLandProgress(section) : ChildCount(section));
                     simpleProgress = s->fKind >= 0;
                     const int n = ChildCount(section);
                     int i = 0;

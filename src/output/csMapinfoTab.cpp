@@ -2,9 +2,10 @@
 
 #include <charconv>
 #include <chrono>
-#include <thread>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <thread>
 
 #include "csCommon.h"
 
@@ -60,38 +61,76 @@ std::string TextOf(const TcsVariant& aValue) {
 
 }  // namespace
 
-std::string MidValue(const TGMField& aField, const TcsVariant& aValue) {
+void AppendMidValue(std::string& aOut, const TGMField& aField, const TcsVariant& aValue) {
     switch (aField.FieldType) {
         case ftText:
         case ftLongText: {
-            const std::string text = TextOf(aValue);
-            std::string escaped;
-            escaped.reserve(text.size() + 2);
-            for (char c : text) {
-                if (c == '"')
-                    escaped += "''";
-                else if (c == '\r' || c == '\n')
-                    escaped += ' ';
-                else
-                    escaped += c;
+            std::string converted;
+            const std::string* held = aValue.StringPtr();
+            if (!held) {
+                converted = TextOf(aValue);
+                held = &converted;
             }
-            std::string out = "\"";
-            out += aField.FieldSize ? CutChars(escaped, static_cast<size_t>(*aField.FieldSize)) : std::string_view(escaped);
-            out += '"';
-            return out;
+            // Quotes doubled, line breaks as spaces, then cut to the column's size in
+            // characters: a doubled quote counts as two.
+            const size_t limit = aField.FieldSize ? static_cast<size_t>(*aField.FieldSize) : SIZE_MAX;
+            size_t chars = 0;
+            bool first = true;
+            // True while the character may start: the cut falls before the first one past the size.
+            auto starts = [&](unsigned char aByte) {
+                if (!first && (aByte & 0xC0) == 0x80) return true;  // a continuation byte goes with its character
+                first = false;
+                if (chars == limit) return false;
+                ++chars;
+                return true;
+            };
+            aOut += '"';
+            for (const char c : *held) {
+                if (c == '"') {
+                    if (!starts('\'')) break;
+                    aOut += '\'';
+                    if (!starts('\'')) break;
+                    aOut += '\'';
+                } else {
+                    const char out = (c == '\r' || c == '\n') ? ' ' : c;
+                    if (!starts(static_cast<unsigned char>(out))) break;
+                    aOut += out;
+                }
+            }
+            aOut += '"';
+            return;
         }
-        case ftFloat: return GeneralFloat(aValue.AsFloat());
-        case ftInteger: return std::to_string(AsInt32(aValue));
+        case ftFloat: {
+            const double v = aValue.AsFloat();
+            if (std::isfinite(v))
+                AppendFloat(aOut, v);
+            else
+                aOut += '0';
+            return;
+        }
+        case ftInteger: {
+            char buf[16];
+            const auto r = std::to_chars(buf, buf + sizeof buf, AsInt32(aValue));
+            aOut.append(buf, r.ptr);
+            return;
+        }
         case ftDate: {
             const TDateTime d = aValue.AsDateTime();
             int y, m, day, h, n, s, ms;
             DecodeDateTime(d, y, m, day, h, n, s, ms);
             char buf[16];
             std::snprintf(buf, sizeof buf, "%04d%02d%02d", y, m, day);
-            return buf;
+            aOut += buf;
+            return;
         }
-        default: return {};
+        default: return;
     }
+}
+
+std::string MidValue(const TGMField& aField, const TcsVariant& aValue) {
+    std::string out;
+    AppendMidValue(out, aField, aValue);
+    return out;
 }
 
 void TMITable::SetTemplate(const std::vector<TGMField>& aTemplate) {
@@ -209,7 +248,10 @@ void TMITable::SetField(std::string_view aName, const TcsVariant& aValue) {
     if (i < 0) return;
     TGMField& f = FieldList[static_cast<size_t>(i)];
     if (f.FieldGeom) return;
-    if (HasMif()) f.FieldValue = MidValue(f, aValue);
+    if (HasMif()) {
+        f.FieldValue.clear();
+        AppendMidValue(f.FieldValue, f, aValue);
+    }
     if (!fTab) return;
     // The TAB takes text: cut to the column's size, floats and integers as the MID has them,
     // dates as the short date; long text is not carried.
@@ -244,11 +286,12 @@ void TMITable::Post() {
         fTab->WriteActiveFeature();
         fTab->DestroyActiveFeature();
     }
-    std::string line;
+    // The line is built in a buffer the table keeps, so that a row costs no allocation.
+    std::string& line = fLine;
+    line.clear();
     for (const TGMField& f : FieldList) {
         if (f.FieldGeom) continue;
         std::string_view value = f.FieldValue;
-        std::string fallback;
         if (value.empty()) {
             if (f.FieldType == ftText || f.FieldType == ftLongText)
                 value = "\"\"";

@@ -38,6 +38,8 @@ struct TGMField {
 // as blanks and cut to the size; floats in the general form of 15 digits; integers as
 // 32-bit decimals; dates as yyyymmdd.
 std::string MidValue(const TGMField& aField, const TcsVariant& aValue);
+// The same, appended to aOut.
+void AppendMidValue(std::string& aOut, const TGMField& aField, const TcsVariant& aValue);
 
 // A float in the general form of at most 15 significant digits, "." as separator.
 std::string GeneralFloat(double aValue);
@@ -94,6 +96,7 @@ private:
     TcsAnsiTextFile hdrMif;
     TcsAnsiTextFile hdrMid;
     std::string strBuf;
+    std::string fLine;  // the row being written
     int fRows = 0;
     std::unique_ptr<TcsMapinfoTable> fTab;
 };

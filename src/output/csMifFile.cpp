@@ -1,6 +1,7 @@
 #include "csMifFile.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <unordered_map>
 
@@ -39,8 +40,14 @@ void AppendAsWindows1251(std::string& aOut, std::string_view aUTF8) {
     while (i < n) {
         const auto c = static_cast<unsigned char>(aUTF8[i]);
         if (c < 0x80) {
-            // A run of ASCII goes across in one piece.
+            // A run of ASCII goes across in one piece, looked for eight bytes at a time.
             size_t j = i + 1;
+            while (j + 8 <= n) {
+                uint64_t word;
+                std::memcpy(&word, aUTF8.data() + j, sizeof word);
+                if (word & 0x8080808080808080ull) break;
+                j += 8;
+            }
             while (j < n && static_cast<unsigned char>(aUTF8[j]) < 0x80) ++j;
             aOut.append(aUTF8.data() + i, j - i);
             i = j;
