@@ -368,7 +368,9 @@ private:
     bool fLoading = false;
     std::string fURL;
     TOHashedStrings fDictionary;
-    TBlockArena fNodeArena;         // the memory of the pages, freed in ReleasePages
+    // The memory of the pages, freed in ReleasePages; a large document has its next region
+    // made ready beside the parse.
+    TBlockArena fNodeArena{size_t(1) << 20, size_t(8) << 20, true};
     std::vector<TXMLNode*> fNodes;  // pages of records
     std::vector<uint32_t> fFreeNodes;
     std::unordered_map<PXMLNode, std::unique_ptr<TXMLChildNodeList>> fTempChildNodes[2];

@@ -12,6 +12,11 @@ namespace {
 
 constexpr size_t kHugePage = size_t(2) << 20;
 constexpr size_t kAlign = 64;
+#ifdef MADV_POPULATE_WRITE
+constexpr bool kCanPopulate = true;
+#else
+constexpr bool kCanPopulate = false;
+#endif
 
 size_t RoundUp(size_t aValue, size_t aUnit) { return (aValue + aUnit - 1) / aUnit * aUnit; }
 
@@ -35,8 +40,10 @@ void* MapAligned(size_t aLength) {
 
 }  // namespace
 
-TBlockArena::TBlockArena(size_t aMallocBytes, size_t aRegionBytes)
-    : fMallocBytes(aMallocBytes), fRegionBytes(RoundUp(aRegionBytes < kHugePage ? kHugePage : aRegionBytes, kHugePage)) {}
+TBlockArena::TBlockArena(size_t aMallocBytes, size_t aRegionBytes, bool aPopulateAhead)
+    : fMallocBytes(aMallocBytes),
+      fRegionBytes(RoundUp(aRegionBytes < kHugePage ? kHugePage : aRegionBytes, kHugePage)),
+      fPopulateAhead(kCanPopulate && aPopulateAhead) {}
 
 TBlockArena::~TBlockArena() { Release(); }
 
@@ -55,15 +62,7 @@ void* TBlockArena::Take(size_t aBytes) {
         fTaken += bytes;
         return block;
     }
-    if (bytes > fLeft) {
-        const size_t length = RoundUp(bytes > fRegionBytes ? bytes : fRegionBytes, kHugePage);
-        fRegions.reserve(fRegions.size() + 1);
-        void* base = MapAligned(length);
-        if (!base) throw std::bad_alloc();
-        fRegions.push_back(Region{base, length, true});
-        fPos = static_cast<char*>(base);
-        fLeft = length;
-    }
+    if (bytes > fLeft) UseNextRegion(bytes);
     char* block = fPos;
     fPos += bytes;
     fLeft -= bytes;
@@ -71,7 +70,45 @@ void* TBlockArena::Take(size_t aBytes) {
     return block;
 }
 
+void TBlockArena::UseNextRegion(size_t aBytes) {
+    fRegions.reserve(fRegions.size() + 2);
+    void* base = nullptr;
+    size_t length = fRegionBytes;
+    if (aBytes > fRegionBytes) {
+        length = RoundUp(aBytes, kHugePage);  // a block larger than a region has its own
+        base = MapAligned(length);
+    } else if (fSpare) {
+        JoinPopulator();  // it has long finished, unless the parse outran it
+        base = fSpare;
+        fSpare = nullptr;
+    } else {
+        base = MapAligned(length);
+    }
+    if (!base) throw std::bad_alloc();
+    fRegions.push_back(Region{base, length, true});
+    fPos = static_cast<char*>(base);
+    fLeft = length;
+    if (!fPopulateAhead || fSpare) return;
+#ifdef MADV_POPULATE_WRITE
+    // The next region, made ready beside the parse. Without it, or without a thread, the
+    // regions are simply faulted in as they are filled.
+    fSpare = MapAligned(fRegionBytes);
+    if (!fSpare) return;
+    try {
+        fPopulator = std::thread([spare = fSpare, length = fRegionBytes] { madvise(spare, length, MADV_POPULATE_WRITE); });
+    } catch (...) {
+    }
+#endif
+}
+
+void TBlockArena::JoinPopulator() noexcept {
+    if (fPopulator.joinable()) fPopulator.join();
+}
+
 void TBlockArena::Release() noexcept {
+    JoinPopulator();
+    if (fSpare) munmap(fSpare, fRegionBytes);
+    fSpare = nullptr;
     for (const Region& r : fRegions) {
         if (r.fMapped)
             munmap(r.fBase, r.fLength);
