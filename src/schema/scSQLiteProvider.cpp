@@ -128,8 +128,10 @@ void TscSQLiteDataManager::DoExecute(const std::string& aSQL, const std::vector<
 
 std::unique_ptr<TscDataSet> TscSQLiteDataManager::DoQuery(const std::string& aSQL, const std::vector<TscDBParam>& aParams,
                                                           TscFetchControl* aControl) {
-    sqlite3_stmt* statement = Prepare(aSQL, false);
-    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> guard(statement, sqlite3_finalize);
+    // A query with parameters is asked again with other values: its prepared form is kept.
+    const bool cached = !aParams.empty();
+    sqlite3_stmt* statement = Prepare(aSQL, cached);
+    std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> guard(statement, cached ? sqlite3_reset : sqlite3_finalize);
     Bind(statement, aParams);
     auto rows = std::make_unique<TscDataSet>();
     const int columns = sqlite3_column_count(statement);
@@ -285,6 +287,33 @@ std::vector<std::string> TscSQLiteProvider::GeometryColumnAfterSQL(const TscTabl
 
 std::vector<std::string> TscSQLiteProvider::SpatialIndexSQL(const TscTable& aTable, const TscField& aField, const std::string&) const {
     return {"SELECT CreateSpatialIndex(" + SQLQuoted(aTable.BaseName()) + ", " + SQLQuoted(aField.BaseName()) + ")"};
+}
+
+void TscSQLiteProvider::BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) {
+    fSuspendedIndices.clear();
+    if (OnlySQL() || !static_cast<TscSQLiteDataManager&>(DataManager()).Spatial()) return;
+    TscDataManager& manager = DataManager();
+    for (const auto& [table, column] : aGeometryColumns) {
+        // SpatiaLite adds each row to the index by a statement it compiles anew for that row.
+        const auto rows = manager.Query("SELECT spatial_index_enabled AS E FROM geometry_columns"
+                                        " WHERE f_table_name = lower(:p1) AND f_geometry_column = lower(:p2)",
+                                        {{"p1", table}, {"p2", column}});
+        if (rows->RecordCount() == 0 || rows->Value(0, "E").AsInteger() != 1) continue;
+        manager.ExecuteSQL("SELECT DisableSpatialIndex(" + SQLQuoted(table) + ", " + SQLQuoted(column) + ")");
+        fSuspendedIndices.emplace_back(table, column);
+    }
+}
+
+void TscSQLiteProvider::EndBulkLoad() {
+    TscDataManager& manager = DataManager();
+    for (const auto& [table, column] : fSuspendedIndices) {
+        // The old index table goes, and the index is made again from every row of the table.
+        manager.ExecuteSQL("DROP TABLE IF EXISTS " + SQLIdentifier("idx_" + table + "_" + column));
+        if (manager.GetSQLResult("SELECT CreateSpatialIndex(" + SQLQuoted(table) + ", " + SQLQuoted(column) + ") AS R", "R", true)
+                .AsInteger() != 1)
+            throw EscSchemaException("SpatiaLite: пространственный индекс " + table + "." + column + " не построен");
+    }
+    fSuspendedIndices.clear();
 }
 
 bool TscSQLiteProvider::IndexExists(const TscTable& aTable, const TscIndex& aIndex) {

@@ -67,6 +67,10 @@ public:
     [[nodiscard]] bool ForeignKeysInline() const override { return true; }
     [[nodiscard]] std::string CatalogueGeometryType(int) const override { return "GEOMETRY"; }
     [[nodiscard]] bool IndexExists(const TscTable& aTable, const TscIndex& aIndex) override;
+    // A load's spatial indices lose their per-row triggers until the load ends, then are built
+    // again from their tables in one statement each.
+    void BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) override;
+    void EndBulkLoad() override;
 
 protected:
     [[nodiscard]] std::unique_ptr<TscDataManager> CreateDataManager() override {
@@ -76,6 +80,9 @@ protected:
                                                                    TscSQLDBCustomHandler::TscObjectFactory aFactory) override {
         return std::make_unique<TscSQLDBStandardHandler>(this, std::move(aObjectClass), std::move(aTable), aChild, std::move(aFactory));
     }
+
+private:
+    std::vector<std::pair<std::string, std::string>> fSuspendedIndices;
 };
 
 // SRIDs from this number on are systems of the user's, not EPSG's.

@@ -433,6 +433,14 @@ public:
     virtual void DropDatabase() = 0;
     virtual void GenerateParamToSchema(const TscDBGenerateParams& aParametrs) { (void)aParametrs; }
     virtual void AfterGenerate() {}
+    // Many rows written in one transaction. The engine may set aside the work it does for each
+    // row of the given geometry columns (table, column) and do it once when the load ends:
+    // SQLite rebuilds a column's spatial index from its table instead of adding every row to it.
+    // Both run inside the load's transaction, so its rollback undoes them as well.
+    virtual void BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) {
+        (void)aGeometryColumns;
+    }
+    virtual void EndBulkLoad() {}
     void RefreshCache();
     void CloseCache();
     // The changed objects' statements (all objects' in a fresh store), one transaction.

@@ -166,6 +166,11 @@ void TcsXMLDBDestination::BeginTransaction() {
     if (!fProvider || fInTransaction) return;
     fProvider->DataManager().BeginTrans();
     fInTransaction = true;
+    std::vector<std::pair<std::string, std::string>> geometry;
+    for (const TTableMap& t : fTables)
+        for (const TFieldMap& f : t.Fields)
+            if (f.Source == TSource::Geometry) geometry.emplace_back(t.Name, f.Column);
+    fProvider->BeginBulkLoad(geometry);
 }
 
 void TcsXMLDBDestination::RollbackTransaction() {
@@ -176,6 +181,7 @@ void TcsXMLDBDestination::RollbackTransaction() {
 
 void TcsXMLDBDestination::CommitTransaction() {
     if (!fProvider || !fInTransaction) return;
+    fProvider->EndBulkLoad();
     fInTransaction = false;
     fProvider->DataManager().CommitTrans();
 }

@@ -268,6 +268,8 @@ TEST(CadastrePlan, AnExcludedKindOpensNoItemAndASecondConversionAddsNoRows) {
         EXPECT_EQ(rows, (std::vector<std::string>{expected})) << table;
     }
     EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM XML_ITEMS"), (std::vector<std::string>{"0"})) << "every item found its table";
+    // Rows updated by the later conversions are indexed once each.
+    EXPECT_EQ(SpatialIndexState(db, "PARCELS", "GEOMETRY"), "1|3|1|1");
 }
 
 TEST(CadastrePlan, AMissingPlanSchemaIsNamed) {

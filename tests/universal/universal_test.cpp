@@ -347,6 +347,11 @@ TEST(DatabaseDestination, ConvertsTheFixtureIntoSQLiteWithGeometryThatOGRReads) 
     auto again = NewManager(kDocument, db);
     ASSERT_EQ(Convert(*again), "");
     EXPECT_EQ(Rows(db, "SELECT MIN(ID), MAX(ID), COUNT(*) FROM XML_ITEMS"), std::vector<std::string>{"1|10|10"});
+    // The spatial index, set aside while a file's rows are written, holds them all afterwards.
+    EXPECT_EQ(SpatialIndexState(db, "XML_ITEMS", "GEOMETRY"), "1|3|4|4");
+    EXPECT_EQ(Rows(db, "SELECT DISTINCT xmin, xmax, ymin, ymax FROM idx_XML_ITEMS_GEOMETRY i JOIN XML_ITEMS t ON i.pkid = t.ROWID "
+                       "WHERE t.NAME = 'Дом на углу'"),
+              std::vector<std::string>{"0.0|10.0|0.0|10.0"});
 }
 
 TEST(DatabaseDestination, AFailedFileLeavesTheDatabaseAsItWasAndRemovesOneItMade) {
@@ -377,6 +382,7 @@ TEST(DatabaseDestination, AFailedFileLeavesTheDatabaseAsItWasAndRemovesOneItMade
     EXPECT_EQ(Convert(*stopped), "");
     EXPECT_FALSE(stopped->Finished);
     EXPECT_EQ(Rows(db, "SELECT * FROM XML_ITEMS ORDER BY ID"), before);
+    EXPECT_EQ(SpatialIndexState(db, "XML_ITEMS", "GEOMETRY"), "1|3|2|2") << "the rolled back files leave the index as it was";
 }
 
 TEST(DatabaseDestination, ConvertsIntoANewPostgreSQLDatabaseAndRollsBackAFailedFile) {

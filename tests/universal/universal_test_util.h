@@ -69,6 +69,19 @@ inline std::vector<std::string> Rows(const std::string& aDatabase, const std::st
     return rows;
 }
 
+// A geometry column's spatial index as "enabled|triggers|indexed rows|rows with a geometry": on,
+// with its three triggers, and holding each row that has a geometry once, it reads "1|3|n|n".
+inline std::string SpatialIndexState(const std::string& aDatabase, const std::string& aTable, const std::string& aColumn) {
+    const std::string name = aTable + "_" + aColumn;
+    const auto rows = Rows(aDatabase, "SELECT (SELECT spatial_index_enabled FROM geometry_columns WHERE f_table_name = lower('" + aTable +
+                                          "') AND f_geometry_column = lower('" + aColumn + "')), "
+                                          "(SELECT COUNT(*) FROM sqlite_master WHERE type = 'trigger' AND name IN ('gii_" + name +
+                                          "', 'giu_" + name + "', 'gid_" + name + "')), "
+                                          "(SELECT COUNT(*) FROM \"idx_" + name + "\" i JOIN \"" + aTable + "\" t ON i.pkid = t.ROWID), "
+                                          "(SELECT COUNT(*) FROM \"" + aTable + "\" WHERE \"" + aColumn + "\" IS NOT NULL)");
+    return rows.empty() ? std::string() : rows.front();
+}
+
 // A manager set up as tmconvert sets it up: schemas, XSD folder, the database destination.
 inline std::unique_ptr<TcsConvertManager> NewManager(const std::string& aFile, const std::string& aDatabase) {
     auto m = std::make_unique<TcsConvertManager>();
