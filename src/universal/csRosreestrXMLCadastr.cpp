@@ -369,6 +369,10 @@ void TcsRosReestrKadNew::InfoCharacters(std::string_view aPath, std::string_view
     }
 }
 
+bool TcsRosReestrKadNew::FullAnalizeSkipNode(PXMLNode aNode, std::string_view) {
+    return aNode->LocalName() == "spatial_element";
+}
+
 void TcsRosReestrKadNew::AfterUpdateFullInfo() {
     TcsRosReestrKad::AfterUpdateFullInfo();
     if (!FXmlInfo) return;
@@ -400,12 +404,21 @@ void TcsRosReestrKadPlNew::Clean() {
     XMin = XMax = YMin = YMax = 0;
 }
 
+namespace {
+constexpr std::string_view kBlockStep = "/cadastral_blocks/cadastral_block/";
+}  // namespace
+
+bool TcsRosReestrKadPlNew::FullAnalizeSkipNode(PXMLNode aNode, std::string_view aPath) {
+    const size_t at = aPath.find(kBlockStep);
+    if (at != std::string_view::npos && aPath.substr(at + kBlockStep.size()).starts_with("spatial_data/")) return false;
+    return TcsRosReestrKadNew::FullAnalizeSkipNode(aNode, aPath);
+}
+
 void TcsRosReestrKadPlNew::InfoCharacters(std::string_view aPath, std::string_view aText) {
     // The blocks' own numbers and areas, never a record's.
-    static constexpr std::string_view kBlock = "/cadastral_blocks/cadastral_block/";
-    const size_t at = aPath.find(kBlock);
+    const size_t at = aPath.find(kBlockStep);
     if (at != std::string_view::npos) {
-        const std::string_view below = aPath.substr(at + kBlock.size());
+        const std::string_view below = aPath.substr(at + kBlockStep.size());
         const std::string text = Trim(aText);
         if (below == "cadastral_number" && !text.empty()) {
             FKadNumList.push_back(text);

@@ -198,6 +198,8 @@ public:
     void InfoStartElement(xml::PXMLNode aNode, std::string_view aPath) override;
     void InfoCharacters(std::string_view aPath, std::string_view aText) override;
     void AfterUpdateFullInfo() override;
+    // A record's ring holds nothing the full look counts.
+    bool FullAnalizeSkipNode(xml::PXMLNode aNode, std::string_view aPath) override;
     // The contours below aNode ("contours" lists) as the item's geometry.
     bool FillSpatialDataNewContours(TcsXMLProcessSessionItem& aItem, xml::PXMLNode aNode, bool aCheckClosed);
 
@@ -216,6 +218,8 @@ public:
     [[nodiscard]] static const char* StyleSheetBase() { return "KPT"; }
     void Clean() override;
     void InfoCharacters(std::string_view aPath, std::string_view aText) override;
+    // The blocks' own rings give the plan's extent: only theirs are looked into.
+    bool FullAnalizeSkipNode(xml::PXMLNode aNode, std::string_view aPath) override;
     void UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) override;
     bool ProcessXmlReadAllNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
     void ProcessXmlNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;
@@ -257,6 +261,8 @@ public:
     void InfoStartElement(xml::PXMLNode aNode, std::string_view aPath) override;
     void InfoCharacters(std::string_view aPath, std::string_view aText) override;
     void AfterUpdateFullInfo() override;
+    // A ring's points hold nothing the full look counts.
+    bool FullAnalizeSkipNode(xml::PXMLNode aNode, std::string_view aPath) override;
     // The schema the document's namespace or version names; none for one we do not know.
     std::string GetXSDFileName() const override;
     bool ProcessXmlReadAllNode(TcsXMLProcessController& aController, xml::PXMLNode aNode, std::string_view aPath) override;

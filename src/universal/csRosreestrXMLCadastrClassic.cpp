@@ -199,6 +199,11 @@ void TcsRosReestrKadClassic::InfoStartElement(PXMLNode aNode, std::string_view a
     }
 }
 
+bool TcsRosReestrKadClassic::FullAnalizeSkipNode(PXMLNode aNode, std::string_view) {
+    const std::string_view name = aNode->LocalName();
+    return name == "Spatial_Element" || name == "SpatialElement";
+}
+
 void TcsRosReestrKadClassic::InfoCharacters(std::string_view aPath, std::string_view aText) {
     if (!FXmlInfo) return;
     const bool certificate = aPath.find("/CertificationDoc/") != std::string_view::npos ||

@@ -690,6 +690,8 @@ bool TcsXMLFileAnalizer::UpdateFullInfo() {
             if (process->FullAnalizeSeqReadAllNode(node, path)) {
                 FSeqXmlReader.ReadNodeChildren(node);
                 process->FullAnalizeNode(node, path);
+            } else if (process->FullAnalizeSkipNode(node, path)) {
+                FSeqXmlReader.SkipNodeChildren();
             }
         }
         FSeqXmlReader.ClearNode();

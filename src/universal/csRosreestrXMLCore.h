@@ -501,6 +501,12 @@ public:
         return false;
     }
     virtual void FullAnalizeNode(xml::PXMLNode aNode, std::string_view aPath) { (void)aNode, (void)aPath; }
+    // Whether the full look needs nothing inside the element whose header it has just looked
+    // at (a ring's points, say): its content is then passed over without being built.
+    virtual bool FullAnalizeSkipNode(xml::PXMLNode aNode, std::string_view aPath) {
+        (void)aNode, (void)aPath;
+        return false;
+    }
     // Lines of label and value for the caller.
     virtual void UpdateStringInfo(std::vector<std::pair<std::string, std::string>>& aInfo) { (void)aInfo; }
     // The walk: one element header after another; an element the process asks for is read

@@ -236,6 +236,31 @@ void TcsXMLSeqParser::ReadNodeChildren(PXMLNode aNode) {
     throw EcsXMLSeqParserError("Неожиданный конец файла внутри " + std::string(fPath.substr(0, 200)), nullptr);
 }
 
+void TcsXMLSeqParser::SkipNodeChildren() {
+    if (!fPendingContent) return;
+    fPendingContent = false;
+    int depth = 0;
+    const int room = kMaxDepth - static_cast<int>(fPathStarts.size());
+    while (NextToken()) {
+        switch (fToken->TokenType) {
+        case rtOpenElement:
+            if (depth >= room) RaiseTooDeep();
+            ++depth;
+            break;
+        case rtFinishOpenElementClose:
+        case rtCloseElement:
+            if (depth == 0) {
+                fPopPending = true;
+                return;
+            }
+            --depth;
+            break;
+        default: break;
+        }
+    }
+    throw EcsXMLSeqParserError("Неожиданный конец файла внутри " + std::string(fPath.substr(0, 200)), nullptr);
+}
+
 void TcsXMLSeqParser::ClearNode() {
     if (fDocument->MemoryUsed() > kShrinkAbove) fDocument->Clear();
     else fDocument->Node()->DeleteChildren();

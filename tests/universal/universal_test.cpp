@@ -88,32 +88,57 @@ TEST(SeqParser, GoToPathFindsAnElementAndStartsOverFromTheRoot) {
     EXPECT_EQ(node->NodeType(), xml::ntProcessingInstruction);
 }
 
+TEST(SeqParser, SkippedContentIsPassedOverUnbuiltAndTheWalkGoesOnAfterIt) {
+    const std::string text =
+        "<Root><Ring n='1'><Ring><Point X='1'/><!-- <Ring> --><![CDATA[</Ring>]]><?pi </Ring>?>t</Ring><Point/></Ring>"
+        "<Tail a='&gt;'>x</Tail><Ring/><End/></Root>";
+    TcsXMLSeqParser parser;
+    parser.OpenBuffer(text.data(), text.size());
+    std::vector<std::string> seen;
+    parser.OnText = [&](std::string_view aPath, std::string_view aText) { seen.push_back(std::string(aPath) + "=" + std::string(aText)); };
+    parser.OnEndElement = [&](std::string_view aPath) { seen.push_back("/" + std::string(aPath)); };
+    xml::PXMLNode node = nullptr;
+    while (parser.ReadNextChildHeader(node)) {
+        seen.emplace_back(parser.ActivePath());
+        if (node->LocalName() == "Ring") parser.SkipNodeChildren();
+        parser.ClearNode();
+    }
+    EXPECT_EQ(seen, (std::vector<std::string>{"/Root", "/Root/Ring", "//Root/Ring", "/Root/Tail", "/Root/Tail=x", "//Root/Tail",
+                                              "/Root/Ring", "//Root/Ring", "/Root/End", "//Root/End", "//Root"}));
+    EXPECT_TRUE(parser.Eof());
+}
+
 TEST(SeqParser, BrokenDocumentsRaiseWithWhereAndNeverEndAsComplete) {
-    auto walk = [](const std::string& aText, bool aWhole) {
+    enum { kHeaders, kWhole, kSkip };
+    auto walk = [](const std::string& aText, int aRecords) {
         TcsXMLSeqParser parser;
         parser.OpenBuffer(aText.data(), aText.size());
         xml::PXMLNode node = nullptr;
         while (parser.ReadNextChildHeader(node)) {
-            if (aWhole && parser.Depth() == 2) parser.ReadNodeChildren(node);
+            if (aRecords == kWhole && parser.Depth() == 2) parser.ReadNodeChildren(node);
+            if (aRecords == kSkip && parser.Depth() == 2) parser.SkipNodeChildren();
             parser.ClearNode();
         }
     };
     const std::string truncated = "<Root>\n<Record><Name>a</Name></Record>\n<Record><Na";
-    for (const bool whole : {false, true}) {
+    for (const int records : {kHeaders, kWhole, kSkip}) {
         try {
-            walk(truncated, whole);
+            walk(truncated, records);
             ADD_FAILURE() << "a truncated document ended as if complete";
         } catch (const EcsXMLSeqParserError& e) {
             EXPECT_NE(std::string(e.what()).find("строка 3"), std::string::npos) << e.what();
             EXPECT_EQ(std::string(e.what()).find('\n'), std::string::npos) << "one line: " << e.what();
         }
+        // What is skipped is still checked.
+        EXPECT_THROW(walk("<Root><Record><A></B></Record></Root>", records), EcsXMLSeqParserError);
     }
-    EXPECT_THROW(walk("<Root><A></B></Root>", false), EcsXMLSeqParserError);
-    EXPECT_THROW(walk(std::string("\x00\x01\x02garbage", 10), false), EcsXMLSeqParserError);
+    EXPECT_THROW(walk("<Root><A></B></Root>", kHeaders), EcsXMLSeqParserError);
+    EXPECT_THROW(walk(std::string("\x00\x01\x02garbage", 10), kHeaders), EcsXMLSeqParserError);
     std::string deep;
     for (int i = 0; i < 100000; ++i) deep += "<a>";
-    EXPECT_THROW(walk(deep, false), EcsXMLSeqParserError);
-    EXPECT_THROW(walk("<Root><r>" + deep, true), EcsXMLSeqParserError);
+    EXPECT_THROW(walk(deep, kHeaders), EcsXMLSeqParserError);
+    EXPECT_THROW(walk("<Root><r>" + deep, kWhole), EcsXMLSeqParserError);
+    EXPECT_THROW(walk("<Root><r>" + deep, kSkip), EcsXMLSeqParserError);
 }
 
 // ---------------------------------------------------------------------------------------------
