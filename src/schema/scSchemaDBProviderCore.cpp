@@ -353,6 +353,124 @@ std::unique_ptr<TscDataSet> TscQueryThread::WaitFor() {
 }
 
 // ---------------------------------------------------------------------------------------------
+// Statements run by a thread of their own
+
+namespace {
+// A batch goes to the thread at this many statements or bytes; the caller waits while the
+// batches not yet run hold more than kPendingBytes.
+constexpr size_t kBatchCommands = 256;
+constexpr size_t kBatchBytes = 1 << 20;
+constexpr size_t kPendingBytes = 8 << 20;
+
+size_t BytesOf(const TscProviderCommand& aCommand) {
+    size_t n = sizeof(aCommand) + aCommand.CommandText.size();
+    for (const TscDBParam& p : aCommand.Parameters) n += sizeof(p) + p.Name.size() + (p.Value ? p.Value->size() : 0);
+    return n;
+}
+}  // namespace
+
+TscCommandQueue::TscCommandQueue(TscDataManager& aManager) : fManager(aManager) {}
+
+TscCommandQueue::~TscCommandQueue() { Discard(); }
+
+void TscCommandQueue::Start() {
+    if (Running()) return;
+    fStop = fDrop = fBusy = false;
+    fError = nullptr;
+    fPendingBytes = 0;
+    fThread = std::thread([this] { Run(); });
+}
+
+void TscCommandQueue::Run() {
+    std::unique_lock<std::mutex> lock(fMutex);
+    for (;;) {
+        fWake.wait(lock, [this] { return fStop || !fBatches.empty(); });
+        if (fBatches.empty() || fDrop) break;
+        auto [batch, bytes] = std::move(fBatches.front());
+        fBatches.pop_front();
+        fBusy = true;
+        const bool failed = static_cast<bool>(fError);
+        lock.unlock();
+        std::exception_ptr error;
+        // After a failure the rest is not run: the caller rolls the whole of it back.
+        if (!failed) try {
+                for (const TscProviderCommand& c : batch) fManager.Execute(c);
+            } catch (...) {
+                error = std::current_exception();
+            }
+        batch.clear();
+        lock.lock();
+        if (error && !fError) fError = error;
+        fBusy = false;
+        fPendingBytes -= bytes;
+        fRoom.notify_all();
+    }
+    fBusy = false;
+    fRoom.notify_all();
+}
+
+void TscCommandQueue::HandOver(std::unique_lock<std::mutex>& aLock) {
+    if (fFilling.empty()) return;
+    fRoom.wait(aLock, [this] { return fPendingBytes < kPendingBytes || fError; });
+    fPendingBytes += fFillingBytes;
+    fBatches.emplace_back(std::move(fFilling), fFillingBytes);
+    fFilling = TBatch();
+    fFilling.reserve(kBatchCommands);
+    fFillingBytes = 0;
+    fWake.notify_one();
+}
+
+void TscCommandQueue::Push(TscProviderCommand aCommand) {
+    if (!Running()) {
+        fManager.Execute(aCommand);
+        return;
+    }
+    fFillingBytes += BytesOf(aCommand);
+    fFilling.push_back(std::move(aCommand));
+    if (fFilling.size() < kBatchCommands && fFillingBytes < kBatchBytes) return;
+    std::unique_lock<std::mutex> lock(fMutex);
+    if (fError) std::rethrow_exception(fError);
+    HandOver(lock);
+}
+
+void TscCommandQueue::Sync() {
+    if (!Running()) return;
+    std::unique_lock<std::mutex> lock(fMutex);
+    HandOver(lock);
+    fRoom.wait(lock, [this] { return fBatches.empty() && !fBusy; });
+    if (fError) std::rethrow_exception(fError);
+}
+
+void TscCommandQueue::Flush() {
+    if (!Running()) return;
+    {
+        std::unique_lock<std::mutex> lock(fMutex);
+        HandOver(lock);
+        fStop = true;
+        fWake.notify_one();
+    }
+    fThread.join();
+    std::exception_ptr error = fError;
+    fError = nullptr;
+    if (error) std::rethrow_exception(error);
+}
+
+void TscCommandQueue::Discard() noexcept {
+    if (Running()) {
+        {
+            std::lock_guard<std::mutex> lock(fMutex);
+            fStop = fDrop = true;
+            fWake.notify_one();
+        }
+        fThread.join();
+    }
+    fBatches.clear();
+    fFilling.clear();
+    fFillingBytes = fPendingBytes = 0;
+    fError = nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
 // SQL generator
 
 std::string TscDataManagerSQLGenerator::GetGeometryWKTSelectSQL(std::string_view, std::string_view) const { return {}; }

@@ -7,9 +7,13 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -247,6 +251,50 @@ private:
     std::atomic<bool> fFinished{false};
     std::unique_ptr<TscDataSet> fResult;
     std::exception_ptr fError;
+};
+
+// Statements run in order by a thread of their own while the caller makes the next ones: the
+// caller hands over a statement and goes on; a failure comes back at its next Push or at Flush.
+// Between Start and Flush (or Discard) the data manager belongs to the queue's thread; the
+// caller must not use it. Memory is bounded: Push waits while the statements handed over and
+// not yet run hold more than a few megabytes.
+class TscCommandQueue {
+public:
+    explicit TscCommandQueue(TscDataManager& aManager);
+    ~TscCommandQueue();
+    TscCommandQueue(const TscCommandQueue&) = delete;
+    TscCommandQueue& operator=(const TscCommandQueue&) = delete;
+
+    void Start();
+    [[nodiscard]] bool Running() const noexcept { return fThread.joinable(); }
+    // Hands over a statement; raises the failure of an earlier one, if any.
+    void Push(TscProviderCommand aCommand);
+    // Waits until every statement handed over has run; raises the first failure. Until the
+    // next Push the caller may use the data manager.
+    void Sync();
+    // Sync, and the thread ends: the data manager is the caller's again.
+    void Flush();
+    // Ends the thread at once: what was not run is dropped, a failure forgotten.
+    void Discard() noexcept;
+
+private:
+    using TBatch = std::vector<TscProviderCommand>;
+    void Run();
+    void HandOver(std::unique_lock<std::mutex>& aLock);
+
+    TscDataManager& fManager;
+    TBatch fFilling;
+    size_t fFillingBytes = 0;
+    std::mutex fMutex;
+    std::condition_variable fWake;   // the thread: a batch, or the end
+    std::condition_variable fRoom;   // the caller: room for a batch, or all run
+    std::deque<std::pair<TBatch, size_t>> fBatches;
+    size_t fPendingBytes = 0;
+    bool fBusy = false;
+    bool fStop = false;
+    bool fDrop = false;
+    std::exception_ptr fError;
+    std::thread fThread;
 };
 
 // The geometry-specific SQL. The base knows only the spatial condition's infix form.

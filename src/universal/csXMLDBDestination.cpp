@@ -32,7 +32,39 @@ std::string CutChars(const std::string& aText, int64_t aChars) {
     return aText.substr(0, std::min(at, aText.size()));
 }
 
+// The filter's size: 2^25 bits (4 MB), four bits a value. With 400,000 values about one
+// lookup in 200,000 is a false "maybe", which costs only a wait for the writer.
+constexpr uint64_t kFilterBits = uint64_t{1} << 25;
+constexpr int kFilterProbes = 4;
+
+uint64_t Mixed(uint64_t aValue) {
+    aValue ^= aValue >> 31;
+    aValue *= 0x7FB5D329728EA185ULL;
+    aValue ^= aValue >> 27;
+    aValue *= 0x81DADEF4BC2DD44DULL;
+    return aValue ^ (aValue >> 33);
+}
+
+template <typename F>
+void ForEachProbe(size_t aTable, std::string_view aValue, F&& aProbe) {
+    const uint64_t h = std::hash<std::string_view>{}(aValue) ^ Mixed(aTable + 1);
+    const uint64_t step = Mixed(h) | 1;
+    for (int i = 0; i < kFilterProbes; ++i) aProbe((h + static_cast<uint64_t>(i) * step) & (kFilterBits - 1));
+}
+
 }  // namespace
+
+void TcsXMLDBDestination::TWrittenValues::Add(size_t aTable, std::string_view aValue) {
+    if (fBits.empty()) fBits.assign(kFilterBits / 64, 0);
+    ForEachProbe(aTable, aValue, [this](uint64_t aBit) { fBits[aBit >> 6] |= uint64_t{1} << (aBit & 63); });
+}
+
+bool TcsXMLDBDestination::TWrittenValues::MayHold(size_t aTable, std::string_view aValue) const {
+    if (fBits.empty()) return false;
+    bool all = true;
+    ForEachProbe(aTable, aValue, [&](uint64_t aBit) { all = all && (fBits[aBit >> 6] >> (aBit & 63) & 1) != 0; });
+    return all;
+}
 
 TcsXMLDBDestination::TcsXMLDBDestination(TcsComponent* aOwner) : TcsXMLProcessDestination(aOwner) {}
 
@@ -98,6 +130,8 @@ void TcsXMLDBDestination::MapTables(TscSchema& aSchema) {
             }
             m.Fields.push_back(std::move(f));
         }
+        for (size_t i = 0; i < m.Fields.size() && m.FindField < 0; ++i)
+            if (m.Fields[i].Source == TSource::Slot || m.Fields[i].Source == TSource::Path) m.FindField = static_cast<int>(i);
         if (std::none_of(m.Fields.begin(), m.Fields.end(), [](const TFieldMap& f) { return f.Source == TSource::Key; }))
             throw Exception("Таблица " + m.Name + ": нет поля ID");
         std::string columns, values, sets;
@@ -156,9 +190,11 @@ void TcsXMLDBDestination::ReadNextKeys() {
         const TcsVariant max = fProvider->DataManager().GetSQLResult(
             "SELECT MAX(" + SQLIdentifier("ID") + ") AS M FROM " + SQLIdentifier(t.Name), "M", false);
         t.NextKey = max.IsEmpty() ? 1 : max.AsInteger() + 1;
+        t.Fresh = max.IsEmpty();
         t.Rows = 0;
         t.Found.clear();
     }
+    fWritten = TWrittenValues();
     fUnplaced = 0;
 }
 
@@ -171,16 +207,23 @@ void TcsXMLDBDestination::BeginTransaction() {
         for (const TFieldMap& f : t.Fields)
             if (f.Source == TSource::Geometry) geometry.emplace_back(t.Name, f.Column);
     fProvider->BeginBulkLoad(geometry);
+    // The rows are stored by a thread of their own while the walk reads on.
+    fWriter = std::make_unique<TscCommandQueue>(fProvider->DataManager());
+    fWriter->Start();
 }
 
 void TcsXMLDBDestination::RollbackTransaction() {
     if (!fProvider || !fInTransaction) return;
     fInTransaction = false;
+    if (fWriter) fWriter->Discard();
+    fWriter.reset();
     fProvider->DataManager().RollbackTrans();
 }
 
 void TcsXMLDBDestination::CommitTransaction() {
     if (!fProvider || !fInTransaction) return;
+    if (fWriter) fWriter->Flush();
+    fWriter.reset();
     fProvider->EndBulkLoad();
     fInTransaction = false;
     fProvider->DataManager().CommitTrans();
@@ -211,20 +254,27 @@ bool TcsXMLDBDestination::FindSession(TcsXMLProcessSessionItem& aItem, std::stri
     TTableMap* t = TableFor(aItem.ItemPartType(), aItem.PartTypeString());
     if (!t || !fProvider) return false;
     // The row whose first value column holds the item's value of it.
-    for (const TFieldMap& f : t->Fields) {
-        if (f.Source != TSource::Slot && f.Source != TSource::Path) continue;
-        const int i = ValueIndex(f, aItem);
-        if (i < 0) return false;
-        const TcsXMLProcessSessionItemValue* v = aItem.Values().GetValueItem(i);
-        const auto rows = fProvider->DataManager().Query("SELECT " + SQLIdentifier("ID") + " FROM " + SQLIdentifier(t->Name) +
-                                                             " WHERE " + SQLIdentifier(f.Column) + " = :p1",
-                                                         {Param(f, "p1", v->Value)});
-        if (rows->RecordCount() == 0) return false;
-        aKey = rows->Value(0, "ID");
-        t->Found.insert(aKey.AsInteger());
-        return true;
-    }
-    return false;
+    if (t->FindField < 0) return false;
+    const TFieldMap& f = t->Fields[static_cast<size_t>(t->FindField)];
+    const int i = ValueIndex(f, aItem);
+    if (i < 0) return false;
+    TscDBParam value = Param(f, "p1", aItem.Values().GetValueItem(i)->Value);
+    if (!value.Value) return false;  // NULL equals nothing
+    if (t->Fresh && !fWritten.MayHold(static_cast<size_t>(t - fTables.data()), *value.Value)) return false;
+    // The rows handed to the writer must be stored before the database is asked.
+    if (fWriter) fWriter->Sync();
+    const auto rows = fProvider->DataManager().Query("SELECT " + SQLIdentifier("ID") + " FROM " + SQLIdentifier(t->Name) +
+                                                         " WHERE " + SQLIdentifier(f.Column) + " = :p1",
+                                                     {std::move(value)});
+    if (rows->RecordCount() == 0) return false;
+    aKey = rows->Value(0, "ID");
+    t->Found.insert(aKey.AsInteger());
+    return true;
+}
+
+void TcsXMLDBDestination::Run(TscProviderCommand&& aCommand) {
+    if (fWriter) fWriter->Push(std::move(aCommand));
+    else fProvider->DataManager().Execute(aCommand);
 }
 
 TscDBParam TcsXMLDBDestination::Param(const TFieldMap& aField, const std::string& aName, const TcsVariant& aValue) const {
@@ -298,7 +348,10 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
     }
     const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL.empty();
     command.CommandText = update ? t->UpdateSQL : t->InsertSQL;
-    fProvider->DataManager().Execute(command);
+    if (t->Fresh && t->FindField >= 0)
+        if (const auto& found = command.Parameters[static_cast<size_t>(t->FindField)].Value)
+            fWritten.Add(static_cast<size_t>(t - fTables.data()), *found);
+    Run(std::move(command));
     ++t->Rows;
     WriteValues(*t, aItem, key);
     return true;
@@ -331,7 +384,7 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
             }
             command.Parameters.push_back(Param(f, name, value));
         }
-        fProvider->DataManager().Execute(command);
+        Run(std::move(command));
         ++fValueTable->Rows;
     }
 }
@@ -339,9 +392,22 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
 void TcsXMLDBDestination::Complite() {
     if (!fProvider) return;
     if (FManager && FManager->Finished) {
-        CommitTransaction();
-        return;
+        try {
+            CommitTransaction();
+            return;
+        } catch (...) {
+            // A row the writer could not store fails the whole file, as it would have mid-walk.
+            FManager->Finished = false;
+            Abandon();
+            throw;
+        }
     }
+    Abandon();
+}
+
+void TcsXMLDBDestination::Abandon() {
+    if (fWriter) fWriter->Discard();
+    fWriter.reset();
     RollbackTransaction();
     for (TTableMap& t : fTables) t.Rows = 0;
     if (fCreated) {
@@ -352,6 +418,8 @@ void TcsXMLDBDestination::Complite() {
 }
 
 void TcsXMLDBDestination::Clear() {
+    if (fWriter) fWriter->Discard();
+    fWriter.reset();
     if (fProvider) {
         if (fInTransaction) RollbackTransaction();
         fProvider->DisConnect();

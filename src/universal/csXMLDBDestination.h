@@ -74,6 +74,21 @@ private:
         std::string InsertSQL;
         std::string UpdateSQL;
         std::set<int64_t> Found;  // keys of rows that were already stored
+        bool Fresh = false;       // empty when the conversion began: only its own rows are there
+        int FindField = -1;       // the column a row is found by: the first value column
+    };
+
+    // The values of find columns written to fresh tables by this conversion: a fixed-size
+    // filter that answers "maybe" or "surely not", so a lookup need not wait for the rows the
+    // writer has not stored yet unless the value may be among them.
+    class TWrittenValues {
+    public:
+        void Add(size_t aTable, std::string_view aValue);
+        [[nodiscard]] bool MayHold(size_t aTable, std::string_view aValue) const;
+        void Clear() { fBits.clear(); }
+
+    private:
+        std::vector<uint64_t> fBits;
     };
 
     void MapTables(TscSchema& aSchema);
@@ -84,9 +99,16 @@ private:
     // The parameter of one column: NULL when the value does not parse as the column's type.
     [[nodiscard]] TscDBParam Param(const TFieldMap& aField, const std::string& aName, const TcsVariant& aValue) const;
     void WriteValues(const TTableMap& aTable, TcsXMLProcessSessionItem& aItem, const TcsVariant& aKey);
+    // Runs a statement, through the writer while a transaction is open.
+    void Run(TscProviderCommand&& aCommand);
+    // Drops the rows of the conversion: what the writer holds, the transaction, and a database
+    // this run made.
+    void Abandon();
 
     TscSchema* fSchema = nullptr;
     std::unique_ptr<TscDBCustomProvider> fProvider;
+    std::unique_ptr<TscCommandQueue> fWriter;
+    TWrittenValues fWritten;
     std::vector<TTableMap> fTables;
     TTableMap* fValueTable = nullptr;
     bool fCreated = false;

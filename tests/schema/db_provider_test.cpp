@@ -455,6 +455,83 @@ TEST_P(DB, BackgroundFetchReportsProgressAndCancels) {
     EXPECT_EQ(rows->Value(99, "x").AsInteger(), 100);
 }
 
+TEST_P(DB, QueuedStatementsRunInOrderAndAFailureComesBackOnce) {
+    const std::string db = Database("w");
+    TscSchema schema;
+    auto provider = Provider(schema, db);
+    provider->CreateDatabase();
+    provider->Open();
+    TscDataManager& m = provider->DataManager();
+    m.ExecuteSQL("CREATE TABLE w (n integer PRIMARY KEY, t text NOT NULL, g text)");
+    auto insert = [](int aN, std::optional<std::string> aText, std::string aBig = {}) {
+        TscProviderCommand c;
+        c.CommandText = "INSERT INTO w (n, t, g) VALUES (:p1, :p2, :p3)";
+        c.SetParameter("p1", std::to_string(aN));
+        c.SetParameter("p2", std::move(aText));
+        c.SetParameter("p3", std::move(aBig));
+        return c;
+    };
+    auto count = [&] { return m.GetSQLResult("SELECT count(*) AS c FROM w", "c", true).AsInteger(); };
+
+    // Many batches, some of them large enough to hold the caller back, in one transaction;
+    // an update after its insert sees the row, so the order held.
+    m.BeginTrans();
+    {
+        TscCommandQueue queue(m);
+        queue.Start();
+        for (int i = 1; i <= 3000; ++i) queue.Push(insert(i, "r" + std::to_string(i), i % 100 == 0 ? std::string(300000, 'x') : ""));
+        TscProviderCommand update;
+        update.CommandText = "UPDATE w SET t = 'last' WHERE n = 3000";
+        queue.Push(std::move(update));
+        // Sync lends the connection back between statements.
+        queue.Sync();
+        EXPECT_EQ(count(), 3000);
+        queue.Push(insert(3001, "after sync"));
+        queue.Flush();
+        EXPECT_FALSE(queue.Running());
+    }
+    m.CommitTrans();
+    EXPECT_EQ(count(), 3001);
+    EXPECT_EQ(m.GetSQLResult("SELECT t FROM w WHERE n = 3000", "t", true).AsString(), "last");
+    EXPECT_EQ(m.GetSQLResult("SELECT sum(n) AS s FROM w", "s", true).AsInteger(), 3001LL * 3002 / 2);
+
+    // A refused statement: its failure comes back, the statements after it are not run, and
+    // the caller rolls back.
+    m.BeginTrans();
+    {
+        TscCommandQueue queue(m);
+        queue.Start();
+        queue.Push(insert(5000, "fine"));
+        queue.Push(insert(5001, std::nullopt));  // NOT NULL
+        for (int i = 5002; i < 5010; ++i) queue.Push(insert(i, "never"));
+        const std::string error = Thrown([&] { queue.Flush(); });
+        EXPECT_NE(error.find(Postgres() ? "null" : "NOT NULL"), std::string::npos) << error;
+        EXPECT_EQ(Thrown([&] { queue.Flush(); }), "(nothing raised)");  // raised once
+    }
+    // (PostgreSQL answers nothing more in a transaction a statement has failed.)
+    if (!Postgres()) EXPECT_EQ(m.GetSQLResult("SELECT count(*) AS c FROM w WHERE n >= 5000", "c", true).AsInteger(), 1);
+    m.RollbackTrans();
+    EXPECT_EQ(count(), 3001);
+
+    // Discard drops what has not run; a queue left running is discarded by its end.
+    m.BeginTrans();
+    {
+        TscCommandQueue queue(m);
+        queue.Start();
+        for (int i = 6000; i < 6100; ++i) queue.Push(insert(i, "dropped"));
+        queue.Discard();
+        EXPECT_FALSE(queue.Running());
+        // Not started: statements run at once.
+        queue.Push(insert(7000, "direct"));
+        EXPECT_EQ(m.GetSQLResult("SELECT t FROM w WHERE n = 7000", "t", true).AsString(), "direct");
+        TscCommandQueue left(m);
+        left.Start();
+        left.Push(insert(7001, "left"));
+    }
+    m.RollbackTrans();
+    EXPECT_EQ(count(), 3001);
+}
+
 TEST_P(DB, CommandLineGeneratesAndDumpsTheSchemaFile) {
     const std::string tool = TM_TMSCHEMA;
     const std::string file = (fs::path(TM_FIXTURES) / "schema" / "output-tables.xml").string();
