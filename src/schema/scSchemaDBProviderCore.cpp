@@ -359,8 +359,8 @@ namespace {
 // A batch goes to the thread at this many statements or bytes; the caller waits while the
 // batches not yet run hold more than kPendingBytes.
 constexpr size_t kBatchCommands = 256;
-constexpr size_t kBatchBytes = 1 << 20;
-constexpr size_t kPendingBytes = 8 << 20;
+constexpr size_t kBatchBytes = 256 << 10;
+constexpr size_t kPendingBytes = 2 << 20;
 
 size_t BytesOf(const TscProviderCommand& aCommand) {
     size_t n = sizeof(aCommand) + aCommand.CommandText.size();
