@@ -215,8 +215,7 @@ void TcsXMLDBDestination::BeginTransaction() {
 void TcsXMLDBDestination::RollbackTransaction() {
     if (!fProvider || !fInTransaction) return;
     fInTransaction = false;
-    if (fWriter) fWriter->Discard();
-    fWriter.reset();
+    fWriter.reset();  // what it still holds is dropped
     fProvider->DataManager().RollbackTrans();
 }
 
@@ -406,8 +405,6 @@ void TcsXMLDBDestination::Complite() {
 }
 
 void TcsXMLDBDestination::Abandon() {
-    if (fWriter) fWriter->Discard();
-    fWriter.reset();
     RollbackTransaction();
     for (TTableMap& t : fTables) t.Rows = 0;
     if (fCreated) {
@@ -418,8 +415,6 @@ void TcsXMLDBDestination::Abandon() {
 }
 
 void TcsXMLDBDestination::Clear() {
-    if (fWriter) fWriter->Discard();
-    fWriter.reset();
     if (fProvider) {
         if (fInTransaction) RollbackTransaction();
         fProvider->DisConnect();
