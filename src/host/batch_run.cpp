@@ -11,6 +11,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -324,18 +325,30 @@ public:
 
     // aJobs worker processes, each importing one document after another as it is handed them
     // (so that, like a run here, it keeps its memory warm from one document to the next) and
-    // sending back what each did. A worker that dies fails its document and is replaced.
+    // sending back what each did. Each worker holds its next document in its pipe before it
+    // finishes the current one, so that it never waits for this process to be scheduled. A
+    // worker that dies fails the document it worked on, and is replaced; the documents it
+    // held go to the others.
     void RunApart(int aJobs) {
+        constexpr size_t kHeld = 2;  // documents handed to a worker at once: the current and the next
+        constexpr uintmax_t kSmallDocument = 4u << 20;  // its file (or its archive) on disk
         struct TWorker {
             pid_t fPid = -1;
             int fTo = -1;    // the indexes of the documents it is to import
             int fFrom = -1;  // what it did
-            std::optional<size_t> fIndex;  // the document it works on
+            std::deque<size_t> fIndexes;  // the documents handed to it, the one it works on first
             std::string fData;
         };
         const size_t n = fInputs.fInputs.size();
         std::vector<std::optional<TDocumentDone>> done(n);
         std::vector<TWorker> workers;
+        std::deque<size_t> handBack;  // documents a lost worker held and never began
+        std::vector<bool> small(n);
+        for (size_t i = 0; i < n; ++i) {
+            std::error_code ec;
+            const auto size = fs::file_size(fInputs.fInputs[i].fPath, ec);
+            small[i] = !ec && size <= kSmallDocument;
+        }
         size_t next = 0, told = 0, finished = 0;
         bool cancelled = false, stopped = false;
         auto showProgress = [&] {
@@ -412,13 +425,20 @@ public:
         if (workers.empty()) throw Exception(std::string("fork: ") + std::strerror(errno));
         const size_t wanted = workers.size();
         while (told < n) {
-            // Work for the idle workers.
+            // Work for the workers that hold less than their share. Only a small document waits
+            // behind another: a large one goes to the first worker free, so that none sits idle
+            // at the end of the run while a large document waits in another's pipe.
             for (TWorker& w : workers) {
-                if (cancelled || next >= n) break;
-                if (w.fIndex) continue;
-                const uint64_t index = next;
-                if (!WriteAll(w.fTo, &index, sizeof index)) continue;  // it died: its end is read below
-                w.fIndex = next++;
+                while (!cancelled && w.fIndexes.size() < kHeld && (!handBack.empty() || next < n)) {
+                    const uint64_t index = handBack.empty() ? next : handBack.front();
+                    if (!w.fIndexes.empty() && !small[index]) break;
+                    if (!WriteAll(w.fTo, &index, sizeof index)) break;  // it died: its end is read below
+                    w.fIndexes.push_back(index);
+                    if (handBack.empty())
+                        ++next;
+                    else
+                        handBack.pop_front();
+                }
             }
             std::vector<pollfd> fds;
             for (const TWorker& w : workers) fds.push_back({w.fFrom, POLLIN, 0});
@@ -441,37 +461,40 @@ public:
                         TDocumentDone one;
                         const bool read = Decode(w.fData.substr(sizeof size, size), one);
                         w.fData.erase(0, sizeof size + size);
-                        if (!w.fIndex) continue;
+                        if (w.fIndexes.empty()) continue;
+                        const size_t index = w.fIndexes.front();
+                        w.fIndexes.pop_front();
                         if (!read) {
                             one = TDocumentDone{};
-                            one.fResult.fFile = fInputs.fInputs[*w.fIndex].fName;
+                            one.fResult.fFile = fInputs.fInputs[index].fName;
                             one.fResult.fFailure = "the import of this document sent back no result";
                         }
                         if (one.fCancelled) cancelled = true;
-                        done[*w.fIndex] = std::move(one);
-                        w.fIndex.reset();
+                        done[index] = std::move(one);
                         ++finished;
                     }
                     continue;
                 }
                 // The worker has ended: what it was doing ends with it.
                 const int status = end(w);
-                if (w.fIndex) {
+                if (!w.fIndexes.empty()) {
+                    const size_t index = w.fIndexes.front();
+                    handBack.insert(handBack.end(), w.fIndexes.begin() + 1, w.fIndexes.end());
                     TDocumentDone one;
-                    one.fResult.fFile = fInputs.fInputs[*w.fIndex].fName;
+                    one.fResult.fFile = fInputs.fInputs[index].fName;
                     if (WIFSIGNALED(status) && (WTERMSIG(status) == SIGINT || WTERMSIG(status) == SIGTERM))
                         one.fCancelled = cancelled = true;
                     else
                         one.fResult.fFailure = WIFSIGNALED(status)
                                                    ? "the import of this document ended with signal " + std::to_string(WTERMSIG(status))
                                                    : "the import of this document ended without its result";
-                    done[*w.fIndex] = std::move(one);
+                    done[index] = std::move(one);
                     ++finished;
                 }
                 workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(k));
             }
             // A worker lost with work left is replaced.
-            while (!cancelled && next < n && workers.size() < wanted)
+            while (!cancelled && (next < n || !handBack.empty()) && workers.size() < wanted)
                 if (!start()) break;
             // A cancel, asked here or met in a worker: the others stop too, once.
             if (!cancelled && fProgress.Cancelled()) cancelled = true;

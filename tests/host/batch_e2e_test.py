@@ -206,5 +206,27 @@ check("cancel: each kept document whole",
       all(sum(f.endswith(".mif") for f in os.listdir(d)) == 13 for d in kept), kept[:2])
 check("cancel: no child left", subprocess.run(["pgrep", "-f", cut_out], capture_output=True).stdout == b"")
 
+# A job killed in the middle of a parallel batch fails the one document it was importing; the
+# documents it held and never began go to the others, and every other document is done.
+lost_out = os.path.join(tmp, "lost-out")
+proc = subprocess.Popen([tmimport, "--batch", slow, "-o", lost_out, "--jobs", "2", "-q"], stderr=subprocess.PIPE, text=True,
+                        env=env)
+deadline = time.time() + 60
+while time.time() < deadline and not (os.path.isdir(lost_out) and len(os.listdir(lost_out)) >= 10):
+    time.sleep(0.01)
+jobs = subprocess.run(["pgrep", "-P", str(proc.pid)], capture_output=True, text=True).stdout.split()
+if jobs:
+    os.kill(int(jobs[0]), signal.SIGKILL)
+_, lost_err = proc.communicate(timeout=300)
+lost_lines = [x for x in lost_err.splitlines() if "classifier dictionaries" not in x]
+done_folders = [d for d, _, fs in os.walk(lost_out) if sum(f.endswith(".mif") for f in fs) == 13]
+check("a killed job: it was there to kill", len(jobs) == 2, jobs)
+check("a killed job: at most its one document fails, in one line",
+      len(lost_lines) <= 1 and all("ended with signal 9" in x for x in lost_lines), lost_lines[:3])
+check("a killed job: every other document is done", len(done_folders) == 600 - len(lost_lines), len(done_folders))
+check("a killed job: its document leaves nothing", all(sum(f.endswith(".mif") for f in fs) in (0, 13)
+                                                     for _, _, fs in os.walk(lost_out)))
+check("a killed job: the status tells the failure", proc.returncode == (1 if lost_lines else 0), proc.returncode)
+
 shutil.rmtree(tmp, ignore_errors=True)
 finish()
