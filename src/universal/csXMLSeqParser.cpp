@@ -121,6 +121,8 @@ void TcsXMLSeqParser::PopName() {
     fPathStarts.pop_back();
 }
 
+// Names go into the document's lookup table; values are appended to it, never hashed: a
+// record's values are read once, and most of them (coordinates) differ from all others.
 bool TcsXMLSeqParser::ReadNextChildHeader(PXMLNode& aNode) {
     aNode = nullptr;
     if (!fReader || fEof) return false;
@@ -143,7 +145,7 @@ bool TcsXMLSeqParser::ReadNextChildHeader(PXMLNode& aNode) {
                 if (fToken->TokenType == rtAttribute) {
                     uint32_t a = 0;
                     PXMLNode attribute =
-                        doc.CreateNode(ntAttribute, doc.AddString(fToken->TokenName), doc.AddString(fToken->TokenValue), &a);
+                        doc.CreateNode(ntAttribute, doc.AddString(fToken->TokenName), doc.AppendString(fToken->TokenValue), &a);
                     doc.LinkLast(node, record, attribute, a, ctAttribute);
                     continue;
                 }
@@ -166,7 +168,7 @@ bool TcsXMLSeqParser::ReadNextChildHeader(PXMLNode& aNode) {
         case rtProcessingInstruction: {
             uint32_t record = 0;
             PXMLNode node = doc.CreateNode(ntProcessingInstruction, doc.AddString(fToken->TokenName),
-                                           doc.AddString(fToken->TokenValue), &record);
+                                           doc.AppendString(fToken->TokenValue), &record);
             doc.LinkLast(root, doc.RecordOf(root), node, record, ctChild);
             doc.ChainChanged(root, ctChild);
             aNode = node;
@@ -208,7 +210,7 @@ void TcsXMLSeqParser::ReadNodeChildren(PXMLNode aNode) {
         }
         case rtAttribute: {
             uint32_t record = 0;
-            PXMLNode a = doc.CreateNode(ntAttribute, doc.AddString(fToken->TokenName), doc.AddString(fToken->TokenValue), &record);
+            PXMLNode a = doc.CreateNode(ntAttribute, doc.AddString(fToken->TokenName), doc.AppendString(fToken->TokenValue), &record);
             doc.LinkLast(current, currentRecord, a, record, ctAttribute);
             break;
         }
@@ -224,11 +226,11 @@ void TcsXMLSeqParser::ReadNodeChildren(PXMLNode aNode) {
             --depth;
             break;
         case rtText:
-            if (!BlankText(fToken->TokenValue)) append(ntText, -1, doc.AddString(fToken->TokenValue));
+            if (!BlankText(fToken->TokenValue)) append(ntText, -1, doc.AppendString(fToken->TokenValue));
             break;
-        case rtCData: append(ntCData, -1, doc.AddString(fToken->TokenValue)); break;
+        case rtCData: append(ntCData, -1, doc.AppendString(fToken->TokenValue)); break;
         case rtEntityReference:
-            append(ntEntityReference, doc.AddString(fToken->TokenName), doc.AddString(fToken->TokenValue));
+            append(ntEntityReference, doc.AddString(fToken->TokenName), doc.AppendString(fToken->TokenValue));
             break;
         default: break;
         }

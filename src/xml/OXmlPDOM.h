@@ -324,6 +324,9 @@ public:
         return aId < 0 ? std::string_view() : fDictionary.At(aId);
     }
     int32_t AddString(std::string_view aText) { return fDictionary.Add(aText); }
+    // A value read once and never looked up by its text: stored without its hash (cheaper for
+    // the many distinct values of a document read record by record).
+    int32_t AppendString(std::string_view aText) { return fDictionary.Append(aText); }
     [[nodiscard]] const TOHashedStrings& Dictionary() const noexcept { return fDictionary; }
 
     TXMLProgressEvent OnProgress;

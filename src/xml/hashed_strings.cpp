@@ -36,12 +36,12 @@ uint32_t TOHashedStrings::NextPrime(uint64_t aAtLeast) {
 }
 
 // 32-bit FNV-1a over the UTF-8 bytes the layer holds; over the folded text when the
-// list ignores case.
+// list ignores case. The lowest bit is always set: 0 marks an appended string.
 uint32_t TOHashedStrings::Hash(std::string_view aText) const noexcept {
     uint32_t h = kFnvOffset;
     if (fCaseSensitive) {
         for (unsigned char c : aText) h = (h ^ c) * kFnvPrime;
-        return h;
+        return h | 1u;
     }
     // The bytes of FoldCase(aText), folded on the way rather than into a copy.
     for (size_t i = 0; i < aText.size();) {
@@ -63,7 +63,7 @@ uint32_t TOHashedStrings::Hash(std::string_view aText) const noexcept {
             h = (h ^ static_cast<unsigned char>(bytes[k])) * kFnvPrime;
         i += len;
     }
-    return h;
+    return h | 1u;
 }
 
 bool TOHashedStrings::Same(const Entry& aEntry, std::string_view aText) const noexcept {
@@ -88,6 +88,7 @@ void TOHashedStrings::Rehash(uint32_t aBucketCount) {
     buckets.clear();
     buckets.shrink_to_fit();
     for (size_t id = 0; id < fItems.size(); ++id) {
+        if (fItems[id].fHash == 0) continue;  // appended: never looked up
         uint32_t s = Slot(fItems[id].fHash);
         while (fBuckets[s] != 0) s = (s + 1 == fBucketCount) ? 0 : s + 1;
         fBuckets[s] = static_cast<uint32_t>(id + 1);
@@ -139,12 +140,21 @@ int32_t TOHashedStrings::Add(std::string_view aText) {
     const uint32_t id = static_cast<uint32_t>(fItems.size());
     fItems.push_back(Entry{Store(aText), static_cast<uint32_t>(aText.size()), h});
     if (fHasDeleted) fDeleted.push_back(false);
-    if (fItems.size() >= fCapacity && fBucketCount < kPrimes[std::size(kPrimes) - 1]) {
+    if (++fListed >= fCapacity && fBucketCount < kPrimes[std::size(kPrimes) - 1]) {
         Rehash(NextPrime(fBucketCount));
     } else {
         fBuckets[s] = id + 1;
     }
     return static_cast<int32_t>(id);
+}
+
+int32_t TOHashedStrings::Append(std::string_view aText) {
+    if (fItems.size() >= INT32_MAX - 1) throw EOXmlException("TOHashedStrings: too many strings.");
+    const auto id = static_cast<int32_t>(fItems.size());
+    fItems.push_back(Entry{Store(aText), static_cast<uint32_t>(aText.size()), 0});
+    if (fHasDeleted) fDeleted.push_back(false);
+    fHasUnlisted = true;
+    return id;
 }
 
 std::string_view TOHashedStrings::GetItem(int32_t aId) const {
@@ -168,6 +178,8 @@ void TOHashedStrings::Clear() {
     fDeleted.clear();
     fHasDeleted = false;
     fDeleting = 0;
+    fListed = 0;
+    fHasUnlisted = false;
     Rehash(kPrimes[0]);
 }
 
@@ -191,8 +203,12 @@ void TOHashedStrings::EndDelete() {
 void TOHashedStrings::Compact() {
     std::vector<Entry> kept;
     kept.reserve(fItems.size());
+    fListed = 0;
     for (size_t i = 0; i < fItems.size(); ++i)
-        if (!fDeleted[i]) kept.push_back(fItems[i]);
+        if (!fDeleted[i]) {
+            kept.push_back(fItems[i]);
+            if (fItems[i].fHash != 0) ++fListed;
+        }
     fItems.swap(kept);
     fDeleted.clear();
     fHasDeleted = false;

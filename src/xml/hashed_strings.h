@@ -21,6 +21,12 @@ public:
 
     // Id of the string, adding it when absent.
     int32_t Add(std::string_view aText);
+    // A new id for a string that is never looked up (a value read once): stored without
+    // hashing, and never found by Add, Find or IndexOf.
+    int32_t Append(std::string_view aText);
+    // True once Append has stored a string since the last Clear: then a value's id says
+    // nothing about its text, and values are compared by text.
+    [[nodiscard]] bool HasUnlisted() const noexcept { return fHasUnlisted; }
     // Id of the string or -1 when absent; compacts pending deletions first.
     int32_t IndexOf(std::string_view aText);
     // Lookup without the pending-deletion pass, for readers of a document.
@@ -56,7 +62,7 @@ private:
     struct Entry {
         const char* fText;
         uint32_t fLength;
-        uint32_t fHash;
+        uint32_t fHash;  // never 0 for a string in the lookup table; 0 for an appended one
     };
 
     [[nodiscard]] uint32_t Hash(std::string_view aText) const noexcept;
@@ -73,6 +79,8 @@ private:
     uint32_t fBucketCount = 0;
     uint64_t fModMagic = 0;
     uint32_t fCapacity = 0;
+    uint32_t fListed = 0;  // strings in the lookup table
+    bool fHasUnlisted = false;
     // Text storage in blocks that never move.
     TBlockArena fBlocks;
     char* fBlockPos = nullptr;

@@ -145,6 +145,11 @@ bool MatchesNode(const TXMLXPathSelector& s, PXMLNode n, int32_t aNameId, const 
     switch (s.fPredicate) {
         case TXMLXPathPredicate::AttributeExists: return n->HasAttribute(s.fAttributeName);
         case TXMLXPathPredicate::AttributeEquals: {
+            if (r.fDocument->Dictionary().HasUnlisted()) {
+                // Values kept out of the lookup table compare by their text.
+                PXMLNode a = nullptr;
+                return n->FindAttribute(s.fAttributeName, a) && r.fDocument->StringAt(a->fNodeValueId) == s.fValue;
+            }
             // By dictionary id: a value absent from the file matches nothing.
             const int32_t valueId = r.fDocument->IndexOfString(s.fValue);
             if (valueId < 0) return false;

@@ -292,6 +292,36 @@ TEST(Dictionary, DeletionCompactsAtEndDelete) {
     EXPECT_EQ(dict.Count(), 2);
 }
 
+// Appended values share the ids of the dictionary but stay out of its lookup table: they are
+// never found, never grow the table, and survive a compaction with their text.
+TEST(Dictionary, AppendedValuesAreKeptButNeverLookedUp) {
+    TOHashedStrings dict;
+    EXPECT_EQ(dict.Add("x"), 0);
+    EXPECT_FALSE(dict.HasUnlisted());
+    EXPECT_EQ(dict.Append("x"), 1);
+    EXPECT_EQ(dict.Append("5401234.56"), 2);
+    EXPECT_TRUE(dict.HasUnlisted());
+    EXPECT_EQ(dict.GetItem(1), "x");
+    EXPECT_EQ(dict.Find("x"), 0);
+    EXPECT_EQ(dict.Find("5401234.56"), -1);
+    EXPECT_EQ(dict.Add("5401234.56"), 3);  // a name met later is a string of its own
+    for (int i = 0; i < 100000; ++i) dict.Append(std::to_string(i));
+    EXPECT_EQ(dict.BucketCount(), 53u);
+    EXPECT_EQ(dict.Count(), 100004);
+    dict.BeginDelete();
+    dict.Delete(0);
+    dict.Delete(2);
+    dict.EndDelete();
+    EXPECT_EQ(dict.GetItem(0), "x");
+    EXPECT_EQ(dict.IndexOf("5401234.56"), 1);
+    EXPECT_EQ(dict.GetItem(2), "0");
+    EXPECT_EQ(dict.Find("0"), -1);
+    for (int i = 0; i < 40; ++i) dict.Add("n" + std::to_string(i));
+    EXPECT_EQ(dict.BucketCount(), 97u);  // only the looked-up strings count towards growth
+    dict.Clear();
+    EXPECT_FALSE(dict.HasUnlisted());
+}
+
 // Loading under an element reaches that element's child list like any other insertion.
 TEST(DomChildList, ALoadIntoAnElementReachesItsList) {
     TXMLDocument doc;

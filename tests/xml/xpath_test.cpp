@@ -104,6 +104,20 @@ TEST_F(XPath, AttributeAndTextPredicates) {
     EXPECT_EQ(Select("a/b[text()='three']"), "b(z)");
 }
 
+// A document read record by record appends its values without hashing them; its predicates
+// compare the text instead of the dictionary id.
+TEST_F(XPath, AttributePredicatesWithAppendedValues) {
+    IXMLNodeListPtr found = fDoc.DocumentElement()->SelectNodes("a/b[@n='y']");
+    ASSERT_TRUE(found && found->Count() == 1);
+    PXMLNode m = found->Get(0)->SetAttribute("m", "");
+    m->fNodeValueId = fDoc.AppendString("only-here");
+    EXPECT_EQ(fDoc.IndexOfString("only-here"), -1);
+    EXPECT_EQ(Select("a/b[@m='only-here']"), "b(y)");
+    EXPECT_EQ(Select("a/b[@n='z']"), "b(z)");
+    EXPECT_EQ(Select("a/b[@n='Y']"), "");
+    EXPECT_EQ(Select("a/b[@m='absent']"), "");
+}
+
 TEST_F(XPath, AllLevelsAndUnionsStandInDocumentOrder) {
     EXPECT_EQ(Select("//b"), "b(x),b(y),b(z)");
     EXPECT_EQ(Select("a//b"), "b(x),b(y),b(z)");
