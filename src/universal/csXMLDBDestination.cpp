@@ -280,7 +280,14 @@ TscDBParam TcsXMLDBDestination::Param(const TFieldMap& aField, const std::string
     TscDBParam p;
     p.Name = aName;
     if (aValue.IsEmpty()) return p;
-    const std::string text = aValue.AsString();
+    // A text value is read where it stands; others are written out once.
+    std::string written;
+    const std::string* held = aValue.StringPtr();
+    if (!held) {
+        written = aValue.AsString();
+        held = &written;
+    }
+    const std::string& text = *held;
     switch (aField.Type) {
     case fdInteger:
     case fdInt64:
@@ -301,7 +308,7 @@ TscDBParam TcsXMLDBDestination::Param(const TFieldMap& aField, const std::string
     }
     case fdString:
     case fdChar: p.Value = CutChars(text, aField.Length); break;
-    default: p.Value = text; break;
+    default: p.Value = held == &written ? std::move(written) : text; break;
     }
     return p;
 }
@@ -315,35 +322,48 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
     }
     const TcsVariant key = aItem.GetKey();
     TscProviderCommand command;
+    command.Parameters.reserve(t->Fields.size());
+    const TcsVariant none;
     int n = 0;
     for (const TFieldMap& f : t->Fields) {
-        const std::string name = "p" + std::to_string(++n);
-        TcsVariant value;
+        std::string name = "p" + std::to_string(++n);
+        if (f.Source == TSource::Geometry) {
+            std::optional<std::string> wkt;
+            if (aItem.HasGeometry())
+                if (std::string text = aItem.Geometry().GetWKT(false); !text.empty()) wkt = std::move(text);
+            command.Parameters.push_back(TscDBParam{std::move(name), std::move(wkt)});
+            continue;
+        }
+        // The item's own values are read in place; the few made here live in made.
+        const TcsVariant* value = &none;
+        TcsVariant made;
         switch (f.Source) {
-        case TSource::Key: value = key; break;
-        case TSource::Parent: value = aItem.ParentKey(); break;
+        case TSource::Key: value = &key; break;
+        case TSource::Parent:
+            made = aItem.ParentKey();
+            value = &made;
+            break;
         case TSource::XmlID:
-            if (const auto* v = aItem.Values().GetValueSourceItem("XML_ID")) value = v->Value;
-            else if (FManager && FManager->ExternalFileInfo().StorageID != 0)
-                value = TcsVariant(FManager->ExternalFileInfo().StorageID);
+            if (const auto* v = aItem.Values().GetValueSourceItem("XML_ID")) value = &v->Value;
+            else if (FManager && FManager->ExternalFileInfo().StorageID != 0) {
+                made = TcsVariant(FManager->ExternalFileInfo().StorageID);
+                value = &made;
+            }
             break;
         case TSource::QuartalsID:
-            if (const auto* v = aItem.Values().GetValueSourceItem("QUARTALS_ID")) value = v->Value;
-            break;
-        case TSource::Geometry:
-            if (aItem.HasGeometry())
-                if (std::string wkt = aItem.Geometry().GetWKT(false); !wkt.empty()) value = std::move(wkt);
+            if (const auto* v = aItem.Values().GetValueSourceItem("QUARTALS_ID")) value = &v->Value;
             break;
         case TSource::Slot:
         case TSource::Path:
-            if (const int i = ValueIndex(f, aItem); i >= 0) value = aItem.Values().GetValueItem(i)->Value;
+            if (const int i = ValueIndex(f, aItem); i >= 0) value = &aItem.Values().GetValueItem(i)->Value;
             break;
-        case TSource::Part: value = aItem.PartTypeString(); break;
+        case TSource::Part:
+            made = aItem.PartTypeString();
+            value = &made;
+            break;
         default: break;
         }
-        TscDBParam p = f.Source == TSource::Geometry ? TscDBParam{name, value.IsEmpty() ? std::nullopt : std::optional<std::string>(value.AsString())}
-                                                    : Param(f, name, value);
-        command.Parameters.push_back(std::move(p));
+        command.Parameters.push_back(Param(f, name, *value));
     }
     const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL.empty();
     command.CommandText = update ? t->UpdateSQL : t->InsertSQL;
