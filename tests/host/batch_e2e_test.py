@@ -188,13 +188,21 @@ import time  # noqa: E402
 slow = os.path.join(tmp, "slow")
 for i in range(600):
     put(os.path.join(slow, f"p{i:03d}.xml"), plan_a)
+
+
+def start_slow_batch(out):
+    """The batch of the 600 plans on two jobs, once ten of its documents have begun (a folder
+    appears when its document begins; by the tenth, the first ones have been told)."""
+    batch = subprocess.Popen([tmimport, "--batch", slow, "-o", out, "--jobs", "2", "-q"], stderr=subprocess.PIPE, text=True,
+                             env=env)
+    deadline = time.time() + 60
+    while time.time() < deadline and not (os.path.isdir(out) and len(os.listdir(out)) >= 10):
+        time.sleep(0.01)
+    return batch
+
+
 cut_out = os.path.join(tmp, "cut-out")
-proc = subprocess.Popen([tmimport, "--batch", slow, "-o", cut_out, "--jobs", "2", "-q"], stderr=subprocess.PIPE, text=True,
-                        env=env)
-deadline = time.time() + 60
-# A folder appears when its document begins; by the tenth, the first ones have been told.
-while time.time() < deadline and not (os.path.isdir(cut_out) and len(os.listdir(cut_out)) >= 10):
-    time.sleep(0.01)
+proc = start_slow_batch(cut_out)
 time.sleep(0.2)
 proc.send_signal(signal.SIGINT)
 _, cut_err = proc.communicate(timeout=120)
@@ -209,11 +217,7 @@ check("cancel: no child left", subprocess.run(["pgrep", "-f", cut_out], capture_
 # A job killed in the middle of a parallel batch fails the one document it was importing; the
 # documents it held and never began go to the others, and every other document is done.
 lost_out = os.path.join(tmp, "lost-out")
-proc = subprocess.Popen([tmimport, "--batch", slow, "-o", lost_out, "--jobs", "2", "-q"], stderr=subprocess.PIPE, text=True,
-                        env=env)
-deadline = time.time() + 60
-while time.time() < deadline and not (os.path.isdir(lost_out) and len(os.listdir(lost_out)) >= 10):
-    time.sleep(0.01)
+proc = start_slow_batch(lost_out)
 jobs = subprocess.run(["pgrep", "-P", str(proc.pid)], capture_output=True, text=True).stdout.split()
 if jobs:
     os.kill(int(jobs[0]), signal.SIGKILL)
