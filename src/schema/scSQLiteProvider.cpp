@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -223,6 +224,8 @@ void TscSQLiteProvider::CreateDatabase() {
 }
 
 void TscSQLiteProvider::DropDatabase() {
+    fPendingIndices.clear();
+    fSuspendedIndices.clear();
     DisConnect();
     const std::string file = FileName();
     for (const char* suffix : {"", "-journal", "-wal", "-shm"}) std::remove((file + suffix).c_str());
@@ -289,11 +292,29 @@ std::vector<std::string> TscSQLiteProvider::SpatialIndexSQL(const TscTable& aTab
     return {"SELECT CreateSpatialIndex(" + SQLQuoted(aTable.BaseName()) + ", " + SQLQuoted(aField.BaseName()) + ")"};
 }
 
+namespace {
+
+// The column's spatial index made and filled from every row of its table.
+void BuildSpatialIndex(TscDataManager& aManager, const std::string& aTable, const std::string& aColumn) {
+    if (aManager.GetSQLResult("SELECT CreateSpatialIndex(" + SQLQuoted(aTable) + ", " + SQLQuoted(aColumn) + ") AS R", "R", true)
+            .AsInteger() != 1)
+        throw EscSchemaException("SpatiaLite: пространственный индекс " + aTable + "." + aColumn + " не построен");
+}
+
+}  // namespace
+
 void TscSQLiteProvider::BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) {
     fSuspendedIndices.clear();
     if (OnlySQL() || !static_cast<TscSQLiteDataManager&>(DataManager()).Spatial()) return;
     TscDataManager& manager = DataManager();
     for (const auto& [table, column] : aGeometryColumns) {
+        // An index Generate left to this load has nothing to set aside: it is built at the end.
+        const auto pending = std::find(fPendingIndices.begin(), fPendingIndices.end(), std::make_pair(table, column));
+        if (pending != fPendingIndices.end()) {
+            fSuspendedIndices.emplace_back(table, column);
+            fPendingIndices.erase(pending);
+            continue;
+        }
         // SpatiaLite adds each row to the index by a statement it compiles anew for that row.
         const auto rows = manager.Query("SELECT spatial_index_enabled AS E FROM geometry_columns"
                                         " WHERE f_table_name = lower(:p1) AND f_geometry_column = lower(:p2)",
@@ -309,11 +330,23 @@ void TscSQLiteProvider::EndBulkLoad() {
     for (const auto& [table, column] : fSuspendedIndices) {
         // The old index table goes, and the index is made again from every row of the table.
         manager.ExecuteSQL("DROP TABLE IF EXISTS " + SQLIdentifier("idx_" + table + "_" + column));
-        if (manager.GetSQLResult("SELECT CreateSpatialIndex(" + SQLQuoted(table) + ", " + SQLQuoted(column) + ") AS R", "R", true)
-                .AsInteger() != 1)
-            throw EscSchemaException("SpatiaLite: пространственный индекс " + table + "." + column + " не построен");
+        BuildSpatialIndex(manager, table, column);
     }
     fSuspendedIndices.clear();
+}
+
+bool TscSQLiteProvider::LeaveSpatialIndexToLoad(const TscTable& aTable, const TscField& aField) {
+    if (!static_cast<TscSQLiteDataManager&>(DataManager()).Spatial()) return false;
+    fPendingIndices.emplace_back(aTable.BaseName(), aField.BaseName());
+    return true;
+}
+
+void TscSQLiteProvider::BuildPendingIndices() {
+    TscDataManager& manager = DataManager();
+    while (!fPendingIndices.empty()) {
+        BuildSpatialIndex(manager, fPendingIndices.back().first, fPendingIndices.back().second);
+        fPendingIndices.pop_back();
+    }
 }
 
 bool TscSQLiteProvider::IndexExists(const TscTable& aTable, const TscIndex& aIndex) {

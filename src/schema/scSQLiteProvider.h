@@ -71,6 +71,8 @@ public:
     // again from their tables in one statement each.
     void BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) override;
     void EndBulkLoad() override;
+    void BuildPendingIndices() override;
+    bool LeaveSpatialIndexToLoad(const TscTable& aTable, const TscField& aField) override;
 
 protected:
     [[nodiscard]] std::unique_ptr<TscDataManager> CreateDataManager() override {
@@ -83,6 +85,7 @@ protected:
 
 private:
     std::vector<std::pair<std::string, std::string>> fSuspendedIndices;
+    std::vector<std::pair<std::string, std::string>> fPendingIndices;  // left by Generate to the next load
 };
 
 // SRIDs from this number on are systems of the user's, not EPSG's.

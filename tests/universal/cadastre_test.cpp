@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <fstream>
 #include <map>
 #include <string>
 
@@ -270,6 +271,29 @@ TEST(CadastrePlan, AnExcludedKindOpensNoItemAndASecondConversionAddsNoRows) {
     EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM XML_ITEMS"), (std::vector<std::string>{"0"})) << "every item found its table";
     // Rows updated by the later conversions are indexed once each.
     EXPECT_EQ(SpatialIndexState(db, "PARCELS", "GEOMETRY"), "1|3|1|1");
+}
+
+// A database made for a file gets its spatial indices once its rows are in: every geometry
+// table's index is there, enabled, with its triggers and every row; a file without records
+// leaves them there and empty.
+TEST(CadastrePlan, ADatabaseMadeForAFileHasEverySpatialIndex) {
+    Cadastre c;
+    TempFolder temp;
+    const std::string empty = temp / "empty.xml";
+    std::ofstream(empty) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<extract_cadastral_plan_territory>"
+                            "<details_statement><group_top_requisites><date_formation>2022-04-05</date_formation>"
+                            "</group_top_requisites></details_statement><cadastral_blocks/></extract_cadastral_plan_territory>\n";
+    const std::string full = temp / "plan.sqlite", none = temp / "empty.sqlite";
+    ASSERT_EQ(ConvertPlan(full), "");
+    ASSERT_EQ(ConvertPlan(none, 0, empty), "");
+    for (const char* table : {"XML_ITEMS", "PARCELS", "OBJECTS", "ZONES", "OMS_POINTS", "BOUNDS", "PROJECTS"}) {
+        const std::string state = SpatialIndexState(full, table, "GEOMETRY");
+        EXPECT_EQ(state.substr(0, 4), "1|3|") << table;
+        const std::string counts = state.substr(4);
+        EXPECT_EQ(counts.substr(0, counts.find('|')), counts.substr(counts.find('|') + 1)) << table << ": every row indexed";
+        EXPECT_EQ(SpatialIndexState(none, table, "GEOMETRY"), "1|3|0|0") << table;
+    }
+    EXPECT_EQ(SpatialIndexState(full, "PARCELS", "GEOMETRY"), "1|3|1|1");
 }
 
 TEST(CadastrePlan, AMissingPlanSchemaIsNamed) {
