@@ -66,6 +66,7 @@ private:
     };
 
     [[nodiscard]] uint32_t Hash(std::string_view aText) const noexcept;
+    [[nodiscard]] static uint32_t HashFolded(std::string_view aText) noexcept;
     [[nodiscard]] bool Same(const Entry& aEntry, std::string_view aText) const noexcept;
     [[nodiscard]] uint32_t Slot(uint32_t aHash) const noexcept;
     const char* Store(std::string_view aText);

@@ -282,24 +282,34 @@ bool TXMLReader::ReadContent() {
 size_t TXMLReader::ScanName(const char* p, bool* aValid) const {
     const char* q = p;
     bool valid = true;
-    bool firstChar = true;
-    for (;;) {
-        const uint8_t cls = Cls(*q);
-        if (cls & kName) {
-            if (firstChar && !(cls & kNameStart)) valid = false;
-            ++q;
-        } else if (cls & kHigh) {
-            size_t len = 0;
-            const uint32_t cp = utf8::Decode(q, static_cast<size_t>(fEnd - q), &len);
-            if (cp == utf8::kInvalid || cp > 0xFFFF || !utf8::IsNameChar(cp)) break;
-            if (firstChar && !utf8::IsNameStartChar(cp)) valid = false;
-            q += len;
-        } else {
-            break;
+    // The first character: a name character that cannot start a name still runs on, so that
+    // the whole run is reported as one bad name.
+    const uint8_t first = Cls(*q);
+    if (first & kName) {
+        valid = (first & kNameStart) != 0;
+        ++q;
+    } else if (first & kHigh) {
+        size_t len = 0;
+        const uint32_t cp = utf8::Decode(q, static_cast<size_t>(fEnd - q), &len);
+        if (cp == utf8::kInvalid || cp > 0xFFFF || !utf8::IsNameChar(cp)) {
+            *aValid = false;
+            return 0;
         }
-        firstChar = false;
+        valid = utf8::IsNameStartChar(cp);
+        q += len;
+    } else {
+        *aValid = false;
+        return 0;
     }
-    *aValid = valid && q > p;
+    for (;;) {
+        while (Cls(*q) & kName) ++q;  // the common run: ASCII name characters
+        if (!(Cls(*q) & kHigh)) break;
+        size_t len = 0;
+        const uint32_t cp = utf8::Decode(q, static_cast<size_t>(fEnd - q), &len);
+        if (cp == utf8::kInvalid || cp > 0xFFFF || !utf8::IsNameChar(cp)) break;
+        q += len;
+    }
+    *aValid = valid;
     return static_cast<size_t>(q - p);
 }
 
