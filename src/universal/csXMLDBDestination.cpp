@@ -137,8 +137,9 @@ void TcsXMLDBDestination::MapTables(TscSchema& aSchema) {
         std::string columns, values, sets;
         int n = 0;
         const TFieldMap* key = nullptr;
-        for (const TFieldMap& f : m.Fields) {
-            const std::string param = ":p" + std::to_string(++n);
+        for (TFieldMap& f : m.Fields) {
+            f.Param = "p" + std::to_string(++n);
+            const std::string param = ":" + f.Param;
             const std::string value = f.Source == TSource::Geometry ? "ST_GeomFromText(" + param + ", " + std::to_string(m.SRID) + ")" : param;
             columns += (columns.empty() ? "" : ", ") + SQLIdentifier(f.Column);
             values += (values.empty() ? "" : ", ") + value;
@@ -331,14 +332,12 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
     TscProviderCommand command;
     command.Parameters.reserve(t->Fields.size());
     const TcsVariant none;
-    int n = 0;
     for (const TFieldMap& f : t->Fields) {
-        std::string name = "p" + std::to_string(++n);
         if (f.Source == TSource::Geometry) {
             std::optional<std::string> wkt;
             if (aItem.HasGeometry())
                 if (std::string text = aItem.Geometry().GetWKT(false); !text.empty()) wkt = std::move(text);
-            command.Parameters.push_back(TscDBParam{std::move(name), std::move(wkt)});
+            command.Parameters.push_back(TscDBParam{f.Param, std::move(wkt)});
             continue;
         }
         // The item's own values are read in place; the few made here live in made.
@@ -370,7 +369,7 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
             break;
         default: break;
         }
-        command.Parameters.push_back(Param(f, name, *value));
+        command.Parameters.push_back(Param(f, f.Param, *value));
     }
     const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL.empty();
     command.CommandText = update ? t->UpdateSQL : t->InsertSQL;
@@ -395,9 +394,7 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
         if (v.Source == "XML_ID" || v.Source == "QUARTALS_ID") continue;
         TscProviderCommand command;
         command.CommandText = fValueTable->InsertSQL;
-        int n = 0;
         for (const TFieldMap& f : fValueTable->Fields) {
-            const std::string name = "p" + std::to_string(++n);
             TcsVariant value;
             switch (f.Source) {
             case TSource::Key: value = TcsVariant(fValueTable->NextKey++); break;
@@ -408,7 +405,7 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
             case TSource::DataType: value = TcsVariant(static_cast<int64_t>(v.DataType)); break;
             default: break;
             }
-            command.Parameters.push_back(Param(f, name, value));
+            command.Parameters.push_back(Param(f, f.Param, value));
         }
         Run(std::move(command));
         ++fValueTable->Rows;

@@ -61,6 +61,7 @@ private:
         std::string Path;
         TscFieldDataType Type = fdString;
         int64_t Length = 0;
+        std::string Param;  // its parameter's name in the table's statements ("p1", "p2", ...)
     };
     struct TTableMap {
         std::string Name;
