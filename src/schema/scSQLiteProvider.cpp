@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+
+#include "scRTreePack.h"
 
 namespace tmi {
 
@@ -163,6 +166,69 @@ std::unique_ptr<TscDataSet> TscSQLiteDataManager::DoQuery(const std::string& aSQ
     return rows;
 }
 
+void TscSQLiteDataManager::RefillSpatialIndex(const std::string& aIndex, const std::string& aTable, const std::string& aColumn) {
+    if (!fDB) throw EscSchemaException("нет соединения с базой данных");
+    using TStatement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>;
+    auto prepare = [&](const std::string& aSQL) {
+        sqlite3_stmt* s = nullptr;
+        if (sqlite3_prepare_v2(fDB, aSQL.c_str(), static_cast<int>(aSQL.size()), &s, nullptr) != SQLITE_OK) {
+            sqlite3_finalize(s);
+            Raise("SQLite");
+        }
+        return TStatement(s, sqlite3_finalize);
+    };
+    auto done = [&](sqlite3_stmt* aStatement) {
+        if (sqlite3_step(aStatement) != SQLITE_DONE) Raise("SQLite");
+        sqlite3_reset(aStatement);
+    };
+    // The tree's nodes are as large as its root, which it always has.
+    const TStatement root = prepare("SELECT length(data) FROM " + SQLIdentifier(aIndex + "_node") + " WHERE nodeno = 1");
+    if (sqlite3_step(root.get()) != SQLITE_ROW) throw EscSchemaException("SQLite: R*Tree " + aIndex + " без корня");
+    const auto nodeSize = static_cast<size_t>(sqlite3_column_int64(root.get(), 0));
+
+    std::vector<TscRTreeEntry> entries;
+    {
+        const std::string g = SQLIdentifier(aColumn);
+        const TStatement rows = prepare("SELECT ROWID, MbrMinX(" + g + "), MbrMaxX(" + g + "), MbrMinY(" + g + "), MbrMaxY(" + g +
+                                        ") FROM " + SQLIdentifier(aTable) + " WHERE " + g + " IS NOT NULL");
+        int rc = SQLITE_ROW;
+        while ((rc = sqlite3_step(rows.get())) == SQLITE_ROW) {
+            // An empty geometry has no bounds and stays out, as SpatiaLite leaves it out.
+            bool bounded = true;
+            for (int c = 1; c <= 4; ++c) bounded = bounded && sqlite3_column_type(rows.get(), c) != SQLITE_NULL;
+            if (!bounded) continue;
+            entries.push_back({sqlite3_column_int64(rows.get(), 0),
+                               RTreeBoxOf(sqlite3_column_double(rows.get(), 1), sqlite3_column_double(rows.get(), 2),
+                                          sqlite3_column_double(rows.get(), 3), sqlite3_column_double(rows.get(), 4))});
+        }
+        if (rc != SQLITE_DONE) Raise("SQLite");
+    }
+
+    for (const char* part : {"_node", "_parent", "_rowid"})
+        if (sqlite3_exec(fDB, ("DELETE FROM " + SQLIdentifier(aIndex + part)).c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+            Raise("SQLite");
+    const TStatement node = prepare("INSERT INTO " + SQLIdentifier(aIndex + "_node") + " (nodeno, data) VALUES (?1, ?2)");
+    const TStatement parent = prepare("INSERT INTO " + SQLIdentifier(aIndex + "_parent") + " (nodeno, parentnode) VALUES (?1, ?2)");
+    const TStatement owner = prepare("INSERT INTO " + SQLIdentifier(aIndex + "_rowid") + " (rowid, nodeno) VALUES (?1, ?2)");
+    TscRTreeSink sink;
+    sink.Node = [&](int64_t aNode, const std::string& aData) {
+        sqlite3_bind_int64(node.get(), 1, aNode);
+        sqlite3_bind_blob(node.get(), 2, aData.data(), static_cast<int>(aData.size()), SQLITE_STATIC);
+        done(node.get());
+    };
+    sink.Parent = [&](int64_t aNode, int64_t aParent) {
+        sqlite3_bind_int64(parent.get(), 1, aNode);
+        sqlite3_bind_int64(parent.get(), 2, aParent);
+        done(parent.get());
+    };
+    sink.Entry = [&](int64_t aId, int64_t aNode) {
+        sqlite3_bind_int64(owner.get(), 1, aId);
+        sqlite3_bind_int64(owner.get(), 2, aNode);
+        done(owner.get());
+    };
+    PackRTree(entries, nodeSize, sink);
+}
+
 void TscSQLiteDataManager::Interrupt() {
     if (fDB) sqlite3_interrupt(fDB);
 }
@@ -224,8 +290,7 @@ void TscSQLiteProvider::CreateDatabase() {
 }
 
 void TscSQLiteProvider::DropDatabase() {
-    fPendingIndices.clear();
-    fSuspendedIndices.clear();
+    fSuspendedTriggers.clear();
     DisConnect();
     const std::string file = FileName();
     for (const char* suffix : {"", "-journal", "-wal", "-shm"}) std::remove((file + suffix).c_str());
@@ -292,61 +357,35 @@ std::vector<std::string> TscSQLiteProvider::SpatialIndexSQL(const TscTable& aTab
     return {"SELECT CreateSpatialIndex(" + SQLQuoted(aTable.BaseName()) + ", " + SQLQuoted(aField.BaseName()) + ")"};
 }
 
-namespace {
-
-// The column's spatial index made and filled from every row of its table.
-void BuildSpatialIndex(TscDataManager& aManager, const std::string& aTable, const std::string& aColumn) {
-    if (aManager.GetSQLResult("SELECT CreateSpatialIndex(" + SQLQuoted(aTable) + ", " + SQLQuoted(aColumn) + ") AS R", "R", true)
-            .AsInteger() != 1)
-        throw EscSchemaException("SpatiaLite: пространственный индекс " + aTable + "." + aColumn + " не построен");
-}
-
-}  // namespace
-
 void TscSQLiteProvider::BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) {
-    fSuspendedIndices.clear();
+    fSuspendedTriggers.clear();
     if (OnlySQL() || !static_cast<TscSQLiteDataManager&>(DataManager()).Spatial()) return;
     TscDataManager& manager = DataManager();
     for (const auto& [table, column] : aGeometryColumns) {
-        // An index Generate left to this load has nothing to set aside: it is built at the end.
-        const auto pending = std::find(fPendingIndices.begin(), fPendingIndices.end(), std::make_pair(table, column));
-        if (pending != fPendingIndices.end()) {
-            fSuspendedIndices.emplace_back(table, column);
-            fPendingIndices.erase(pending);
-            continue;
-        }
-        // SpatiaLite adds each row to the index by a statement it compiles anew for that row.
-        const auto rows = manager.Query("SELECT spatial_index_enabled AS E FROM geometry_columns"
-                                        " WHERE f_table_name = lower(:p1) AND f_geometry_column = lower(:p2)",
-                                        {{"p1", table}, {"p2", column}});
-        if (rows->RecordCount() == 0 || rows->Value(0, "E").AsInteger() != 1) continue;
-        manager.ExecuteSQL("SELECT DisableSpatialIndex(" + SQLQuoted(table) + ", " + SQLQuoted(column) + ")");
-        fSuspendedIndices.emplace_back(table, column);
+        const auto enabled = manager.Query("SELECT spatial_index_enabled AS E FROM geometry_columns"
+                                           " WHERE f_table_name = lower(:p1) AND f_geometry_column = lower(:p2)",
+                                           {{"p1", table}, {"p2", column}});
+        if (enabled->RecordCount() == 0 || enabled->Value(0, "E").AsInteger() != 1) continue;
+        // SpatiaLite's insert trigger adds a row to the index by a statement it compiles anew for
+        // that row, one descent of the tree each. Its text is kept to be put back as it was.
+        const auto trigger = manager.Query("SELECT name AS N, sql AS S FROM sqlite_master WHERE type = 'trigger'"
+                                           " AND lower(tbl_name) = lower(:p1) AND lower(name) = lower(:p2)",
+                                           {{"p1", table}, {"p2", "gii_" + table + "_" + column}});
+        if (trigger->RecordCount() == 0) continue;
+        TSuspendedTrigger t{table, column, trigger->Value(0, "N").AsString(), trigger->Value(0, "S").AsString(), {}};
+        t.Index = "idx_" + t.Name.substr(4);
+        manager.ExecuteSQL("DROP TRIGGER " + SQLIdentifier(t.Name));
+        fSuspendedTriggers.push_back(std::move(t));
     }
 }
 
 void TscSQLiteProvider::EndBulkLoad() {
-    TscDataManager& manager = DataManager();
-    for (const auto& [table, column] : fSuspendedIndices) {
-        // The old index table goes, and the index is made again from every row of the table.
-        manager.ExecuteSQL("DROP TABLE IF EXISTS " + SQLIdentifier("idx_" + table + "_" + column));
-        BuildSpatialIndex(manager, table, column);
+    auto& manager = static_cast<TscSQLiteDataManager&>(DataManager());
+    for (const TSuspendedTrigger& t : fSuspendedTriggers) {
+        manager.RefillSpatialIndex(t.Index, t.Table, t.Column);
+        manager.ExecuteSQL(t.SQL);
     }
-    fSuspendedIndices.clear();
-}
-
-bool TscSQLiteProvider::LeaveSpatialIndexToLoad(const TscTable& aTable, const TscField& aField) {
-    if (!static_cast<TscSQLiteDataManager&>(DataManager()).Spatial()) return false;
-    fPendingIndices.emplace_back(aTable.BaseName(), aField.BaseName());
-    return true;
-}
-
-void TscSQLiteProvider::BuildPendingIndices() {
-    TscDataManager& manager = DataManager();
-    while (!fPendingIndices.empty()) {
-        BuildSpatialIndex(manager, fPendingIndices.back().first, fPendingIndices.back().second);
-        fPendingIndices.pop_back();
-    }
+    fSuspendedTriggers.clear();
 }
 
 bool TscSQLiteProvider::IndexExists(const TscTable& aTable, const TscIndex& aIndex) {

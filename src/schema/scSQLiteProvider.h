@@ -29,6 +29,9 @@ public:
     [[nodiscard]] std::vector<std::string> CatalogueTables() override;
     [[nodiscard]] std::vector<TscCatalogueColumn> CatalogueColumns(const std::string& aTable) override;
     [[nodiscard]] bool Spatial() const noexcept { return fSpatial; }
+    // Fills the two-dimensional R*Tree aIndex anew, at once, with the bounds of every geometry of
+    // aTable.aColumn under its row id; what it held before goes.
+    void RefillSpatialIndex(const std::string& aIndex, const std::string& aTable, const std::string& aColumn);
 
 private:
     sqlite3_stmt* Prepare(const std::string& aSQL, bool aCache);
@@ -67,12 +70,10 @@ public:
     [[nodiscard]] bool ForeignKeysInline() const override { return true; }
     [[nodiscard]] std::string CatalogueGeometryType(int) const override { return "GEOMETRY"; }
     [[nodiscard]] bool IndexExists(const TscTable& aTable, const TscIndex& aIndex) override;
-    // A load's spatial indices lose their per-row triggers until the load ends, then are built
-    // again from their tables in one statement each.
+    // A load's spatial indices lose their insert triggers until the load ends; then each is
+    // filled anew from its table at once, and its trigger is put back as it was.
     void BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) override;
     void EndBulkLoad() override;
-    void BuildPendingIndices() override;
-    bool LeaveSpatialIndexToLoad(const TscTable& aTable, const TscField& aField) override;
 
 protected:
     [[nodiscard]] std::unique_ptr<TscDataManager> CreateDataManager() override {
@@ -84,8 +85,11 @@ protected:
     }
 
 private:
-    std::vector<std::pair<std::string, std::string>> fSuspendedIndices;
-    std::vector<std::pair<std::string, std::string>> fPendingIndices;  // left by Generate to the next load
+    // A trigger set aside for the load: its name and statement, and the index it feeds.
+    struct TSuspendedTrigger {
+        std::string Table, Column, Name, SQL, Index;
+    };
+    std::vector<TSuspendedTrigger> fSuspendedTriggers;
 };
 
 // SRIDs from this number on are systems of the user's, not EPSG's.

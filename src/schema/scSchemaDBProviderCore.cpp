@@ -1260,10 +1260,8 @@ void TscDBCustomProvider::GenerateTables(TscSchema& aSchema) {
                          Quote(table->BaseName()) + " (" + Join(names, ", ") + ")",
                      index);
             } else if (index->IndexType() == itSpatial && !index->IndexFields().empty()) {
-                if (TscField* f = index->GetIndexField(0)) {
-                    if (fSpatialIndicesAfterLoad && !OnlySQL() && LeaveSpatialIndexToLoad(*table, *f)) continue;
+                if (TscField* f = index->GetIndexField(0))
                     for (const std::string& sql : SpatialIndexSQL(*table, *f, IndexName(*index))) Emit(sql, index);
-                }
             }
         }
     }

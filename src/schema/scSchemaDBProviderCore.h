@@ -483,17 +483,12 @@ public:
     virtual void AfterGenerate() {}
     // Many rows written in one transaction. The engine may set aside the work it does for each
     // row of the given geometry columns (table, column) and do it once when the load ends:
-    // SQLite rebuilds a column's spatial index from its table instead of adding every row to it.
-    // Both run inside the load's transaction, so its rollback undoes them as well.
+    // SQLite fills a column's spatial index from its table at once instead of adding every row
+    // to it. Both run inside the load's transaction, so its rollback undoes them as well.
     virtual void BeginBulkLoad(const std::vector<std::pair<std::string, std::string>>& aGeometryColumns) {
         (void)aGeometryColumns;
     }
     virtual void EndBulkLoad() {}
-    // For a store made to be filled at once: the spatial indices of the tables the next Generate
-    // makes are not made empty (to be set aside by the load at once) but left to the next bulk
-    // load, which builds them when it ends. BuildPendingIndices builds what no load took.
-    void SetSpatialIndicesAfterLoad(bool aValue) { fSpatialIndicesAfterLoad = aValue; }
-    virtual void BuildPendingIndices() {}
     void RefreshCache();
     void CloseCache();
     // The changed objects' statements (all objects' in a fresh store), one transaction.
@@ -536,12 +531,6 @@ public:
     [[nodiscard]] virtual std::string GeometryColumnInlineSQL(const TscField& aField, int aSRID) const = 0;
     [[nodiscard]] virtual std::vector<std::string> GeometryColumnAfterSQL(const TscTable& aTable, const TscField& aField,
                                                                           int aSRID) const = 0;
-    // True when the engine leaves the spatial index of the column to the next bulk load.
-    virtual bool LeaveSpatialIndexToLoad(const TscTable& aTable, const TscField& aField) {
-        (void)aTable;
-        (void)aField;
-        return false;
-    }
     [[nodiscard]] virtual std::vector<std::string> SpatialIndexSQL(const TscTable& aTable, const TscField& aField,
                                                                    const std::string& aIndexName) const = 0;
     // Foreign keys inside CREATE TABLE (the engine cannot add them later) or as ALTER TABLE.
@@ -582,7 +571,6 @@ private:
     std::string fScript;
     std::vector<std::string> fRunTimeAdded;
     std::map<std::string, std::string> fLoadedOwners;
-    bool fSpatialIndicesAfterLoad = false;
 };
 
 }  // namespace tmi

@@ -179,13 +179,6 @@ void TcsXMLDBDestination::InitDestination() {
             if (!fProvider->DataManager().TableExist("", t.Name)) complete = false;
     }
     if (!complete) {
-        // A database made for this file gets its spatial indices built once, when the file's
-        // rows are in.
-        struct TAfterLoad {
-            TscDBCustomProvider& p;
-            ~TAfterLoad() { p.SetSpatialIndicesAfterLoad(false); }
-        } afterLoad{*fProvider};
-        fProvider->SetSpatialIndicesAfterLoad(!exists);
         fProvider->Generate(*fSchema, nullptr, {}, !exists);
         fCreated = !exists;
     }
@@ -417,7 +410,6 @@ void TcsXMLDBDestination::Complite() {
     if (FManager && FManager->Finished) {
         try {
             CommitTransaction();
-            fProvider->BuildPendingIndices();  // a file without rows began no load
             return;
         } catch (...) {
             // A row the writer could not store fails the whole file, as it would have mid-walk.

@@ -271,11 +271,12 @@ TEST(CadastrePlan, AnExcludedKindOpensNoItemAndASecondConversionAddsNoRows) {
     EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM XML_ITEMS"), (std::vector<std::string>{"0"})) << "every item found its table";
     // Rows updated by the later conversions are indexed once each.
     EXPECT_EQ(SpatialIndexState(db, "PARCELS", "GEOMETRY"), "1|3|1|1");
+    EXPECT_EQ(SpatialIndexChecked(db, "PARCELS", "GEOMETRY"), "1");
 }
 
-// A database made for a file gets its spatial indices once its rows are in: every geometry
-// table's index is there, enabled, with its triggers and every row; a file without records
-// leaves them there and empty.
+// A database made for a file has every geometry table's spatial index, enabled, with its
+// triggers, holding every row with the bounds of its geometry; a file without records leaves
+// them there and empty.
 TEST(CadastrePlan, ADatabaseMadeForAFileHasEverySpatialIndex) {
     Cadastre c;
     TempFolder temp;
@@ -291,6 +292,7 @@ TEST(CadastrePlan, ADatabaseMadeForAFileHasEverySpatialIndex) {
         EXPECT_EQ(state.substr(0, 4), "1|3|") << table;
         const std::string counts = state.substr(4);
         EXPECT_EQ(counts.substr(0, counts.find('|')), counts.substr(counts.find('|') + 1)) << table << ": every row indexed";
+        EXPECT_EQ(SpatialIndexChecked(full, table, "GEOMETRY"), "1") << table;
         EXPECT_EQ(SpatialIndexState(none, table, "GEOMETRY"), "1|3|0|0") << table;
     }
     EXPECT_EQ(SpatialIndexState(full, "PARCELS", "GEOMETRY"), "1|3|1|1");

@@ -372,8 +372,10 @@ TEST(DatabaseDestination, ConvertsTheFixtureIntoSQLiteWithGeometryThatOGRReads) 
     auto again = NewManager(kDocument, db);
     ASSERT_EQ(Convert(*again), "");
     EXPECT_EQ(Rows(db, "SELECT MIN(ID), MAX(ID), COUNT(*) FROM XML_ITEMS"), std::vector<std::string>{"1|10|10"});
-    // The spatial index, set aside while a file's rows are written, holds them all afterwards.
+    // The spatial index, fed by the load itself while a file's rows are written, holds them all
+    // afterwards, and its insert trigger is back.
     EXPECT_EQ(SpatialIndexState(db, "XML_ITEMS", "GEOMETRY"), "1|3|4|4");
+    EXPECT_EQ(SpatialIndexChecked(db, "XML_ITEMS", "GEOMETRY"), "1");
     EXPECT_EQ(Rows(db, "SELECT DISTINCT xmin, xmax, ymin, ymax FROM idx_XML_ITEMS_GEOMETRY i JOIN XML_ITEMS t ON i.pkid = t.ROWID "
                        "WHERE t.NAME = 'Дом на углу'"),
               std::vector<std::string>{"0.0|10.0|0.0|10.0"});
@@ -408,6 +410,7 @@ TEST(DatabaseDestination, AFailedFileLeavesTheDatabaseAsItWasAndRemovesOneItMade
     EXPECT_FALSE(stopped->Finished);
     EXPECT_EQ(Rows(db, "SELECT * FROM XML_ITEMS ORDER BY ID"), before);
     EXPECT_EQ(SpatialIndexState(db, "XML_ITEMS", "GEOMETRY"), "1|3|2|2") << "the rolled back files leave the index as it was";
+    EXPECT_EQ(SpatialIndexChecked(db, "XML_ITEMS", "GEOMETRY"), "1");
 }
 
 TEST(DatabaseDestination, ConvertsIntoANewPostgreSQLDatabaseAndRollsBackAFailedFile) {

@@ -82,6 +82,28 @@ inline std::string SpatialIndexState(const std::string& aDatabase, const std::st
     return rows.empty() ? std::string() : rows.front();
 }
 
+// SpatiaLite's own check of a spatial index against its table: "1" when every row with a
+// geometry is in it once, with the bounds of that geometry, and nothing else is.
+inline std::string SpatialIndexChecked(const std::string& aDatabase, const std::string& aTable, const std::string& aColumn) {
+    sqlite3* db = nullptr;
+    std::string result = "cannot open";
+    if (sqlite3_open_v2(aDatabase.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) == SQLITE_OK) {
+        sqlite3_enable_load_extension(db, 1);
+        sqlite3_stmt* s = nullptr;
+        const std::string sql = "SELECT CheckSpatialIndex('" + aTable + "', '" + aColumn + "')";
+        if (sqlite3_exec(db, "SELECT load_extension('mod_spatialite')", nullptr, nullptr, nullptr) != SQLITE_OK ||
+            sqlite3_prepare_v2(db, sql.c_str(), -1, &s, nullptr) != SQLITE_OK) {
+            result = sqlite3_errmsg(db);
+        } else if (sqlite3_step(s) == SQLITE_ROW) {
+            const auto* t = sqlite3_column_text(s, 0);
+            result = t ? reinterpret_cast<const char*>(t) : "NULL";
+        }
+        sqlite3_finalize(s);
+    }
+    sqlite3_close(db);
+    return result;
+}
+
 // A manager set up as tmconvert sets it up: schemas, XSD folder, the database destination.
 inline std::unique_ptr<TcsConvertManager> NewManager(const std::string& aFile, const std::string& aDatabase) {
     auto m = std::make_unique<TcsConvertManager>();
