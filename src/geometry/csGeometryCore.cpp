@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "csWKB.h"
+
 namespace tmi {
 
 namespace {
@@ -429,6 +431,7 @@ void TcsGeometry::Clear() {
     CoordSystemID.clear();
     FCoordSystem = nullptr;
     FInternalWKT.clear();
+    FInternalWKB.clear();
     FBounds->Reset();
 }
 
@@ -503,6 +506,7 @@ std::string TcsGeometry::MultiForm(bool aRevert) const {
 
 std::string TcsGeometry::GetWKT(bool aRevert) const {
     if (!FInternalWKT.empty()) return FInternalWKT;
+    if (!FInternalWKB.empty()) return WKBToWKT(FInternalWKB);
     if (Count() == 0) return {};
     const TcsCustomGeometry* first = Items(0);
     if (Count() == 1 && !IsNested(first)) {
@@ -553,6 +557,7 @@ void TcsGeometry::Assign(const TcsPersistent& aSource) {
     }
     Clear();
     FInternalWKT = source->FInternalWKT;
+    FInternalWKB = source->FInternalWKB;
     for (int i = 0; i < source->Count(); ++i) {
         const TcsCustomGeometry* object = source->Items(i);
         TcsCustomGeometry* copy = IsNested(object) ? AddGeometryObject(InfoClassOf<TcsGeometry>()) : AddGeometryObject();

@@ -189,6 +189,11 @@ public:
     // Every coordinate strictly inside all four limits; true with no objects.
     [[nodiscard]] bool GeometryInBounds(const TcsGeometryBounds& aBounds) const;
     void SetWKT(const std::string& aWKT, bool aProcessWKT = false);
+    // The geometry as WKB (two dimensions), kept as given: a reader that has the coordinates in
+    // hand passes them on without writing and parsing their text. GetWKT reads it when there is
+    // no WKT.
+    void SetWKB(std::string aWKB) { FInternalWKB = std::move(aWKB); }
+    [[nodiscard]] const std::string& WKB() const noexcept { return FInternalWKB; }
     [[nodiscard]] std::string GetGeoJSON() const;
 
     void UpdateBounds() override;
@@ -214,6 +219,7 @@ private:
     TcsCustomGeometry* FActiveGeometry = nullptr;
     TcsPersistent* FCoordSystem = nullptr;  // not owned
     std::string FInternalWKT;
+    std::string FInternalWKB;
 };
 
 // The decision every spatial reader repeats: a ring is compared only with the last ring

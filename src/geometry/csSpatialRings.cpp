@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdint>
+#include <cstring>
 
 #include "csCommon.h"
 #include "xml_errors.h"
@@ -346,32 +348,81 @@ void AppendRing(std::string& aOut, const TGrCont& aRing) {
 
 }  // namespace
 
-std::string GrParcelWKT(const TGrParcel& aParcel) {
-    std::vector<const TGrCont*> outers;
-    std::vector<std::vector<const TGrCont*>> holes;
+namespace {
+
+// The polygons of an object: each outer ring with the holes that go to it.
+struct TPolygonRings {
+    const TGrCont* Outer;
+    std::vector<const TGrCont*> Holes;
+};
+
+std::vector<TPolygonRings> PolygonsOf(const TGrParcel& aParcel) {
+    std::vector<TPolygonRings> polygons;
     for (int i = 0; i < aParcel.Count(); ++i) {
         const TGrCont* ring = aParcel.Contour(i);
         if (ring->Count() < 3) continue;
-        if (!ring->IsInternal || outers.empty()) {
-            outers.push_back(ring);
-            holes.emplace_back();
+        if (!ring->IsInternal || polygons.empty()) {
+            polygons.push_back({ring, {}});
             continue;
         }
-        size_t owner = outers.size() - 1;
-        for (size_t k = 0; k < outers.size(); ++k)
-            if (ContourInContour(*outers[k], *ring)) {
+        size_t owner = polygons.size() - 1;
+        for (size_t k = 0; k < polygons.size(); ++k)
+            if (ContourInContour(*polygons[k].Outer, *ring)) {
                 owner = k;
                 break;
             }
-        holes[owner].push_back(ring);
+        polygons[owner].Holes.push_back(ring);
     }
-    if (outers.empty()) return {};
+    return polygons;
+}
+
+void AppendUInt32(std::string& aOut, uint32_t aValue) {
+    char bytes[4];
+    for (char& b : bytes) {
+        b = static_cast<char>(aValue & 0xFF);
+        aValue >>= 8;
+    }
+    aOut.append(bytes, 4);
+}
+
+void AppendDouble(std::string& aOut, double aValue) {
+    uint64_t bits = 0;
+    std::memcpy(&bits, &aValue, sizeof bits);
+    char bytes[8];
+    for (char& b : bytes) {
+        b = static_cast<char>(bits & 0xFF);
+        bits >>= 8;
+    }
+    aOut.append(bytes, 8);
+}
+
+// A ring closed, as in the WKT.
+void AppendRingWKB(std::string& aOut, const TGrCont& aRing) {
+    const TGrPoint& first = aRing[0];
+    const TGrPoint& last = aRing[aRing.Count() - 1];
+    const bool open = first.x != last.x || first.y != last.y;
+    AppendUInt32(aOut, static_cast<uint32_t>(aRing.Count() + (open ? 1 : 0)));
+    for (int i = 0; i < aRing.Count(); ++i) {
+        AppendDouble(aOut, aRing[i].x);
+        AppendDouble(aOut, aRing[i].y);
+    }
+    if (open) {
+        AppendDouble(aOut, first.x);
+        AppendDouble(aOut, first.y);
+    }
+}
+
+}  // namespace
+
+std::string GrParcelWKT(const TGrParcel& aParcel) {
+    const std::vector<TPolygonRings> polygons = PolygonsOf(aParcel);
+    if (polygons.empty()) return {};
     std::string wkt = "MULTIPOLYGON (";
-    for (size_t k = 0; k < outers.size(); ++k) {
+    for (size_t k = 0; k < polygons.size(); ++k) {
         if (k) wkt += ", ";
         wkt += '(';
-        AppendRing(wkt, *outers[k]);
-        for (const TGrCont* hole : holes[k]) {
+        AppendRing(wkt, *polygons[k].Outer);
+        for (const TGrCont* hole : polygons[k].Holes) {
             wkt += ", ";
             AppendRing(wkt, *hole);
         }
@@ -379,6 +430,31 @@ std::string GrParcelWKT(const TGrParcel& aParcel) {
     }
     wkt += ')';
     return wkt;
+}
+
+std::string GrParcelWKB(const TGrParcel& aParcel) {
+    const std::vector<TPolygonRings> polygons = PolygonsOf(aParcel);
+    if (polygons.empty()) return {};
+    size_t size = 9;
+    for (const TPolygonRings& p : polygons) {
+        size += 9 + 4 + 16 * (static_cast<size_t>(p.Outer->Count()) + 1);
+        for (const TGrCont* hole : p.Holes) size += 4 + 16 * (static_cast<size_t>(hole->Count()) + 1);
+    }
+    std::string wkb;
+    wkb.reserve(size);
+    constexpr char kLittleEndian = 1;
+    constexpr uint32_t kPolygon = 3, kMultiPolygon = 6;
+    wkb += kLittleEndian;
+    AppendUInt32(wkb, kMultiPolygon);
+    AppendUInt32(wkb, static_cast<uint32_t>(polygons.size()));
+    for (const TPolygonRings& p : polygons) {
+        wkb += kLittleEndian;
+        AppendUInt32(wkb, kPolygon);
+        AppendUInt32(wkb, static_cast<uint32_t>(1 + p.Holes.size()));
+        AppendRingWKB(wkb, *p.Outer);
+        for (const TGrCont* hole : p.Holes) AppendRingWKB(wkb, *hole);
+    }
+    return wkb;
 }
 
 }  // namespace tmi

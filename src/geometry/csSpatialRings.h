@@ -94,5 +94,7 @@ std::string ChildTextContaining(xml::PXMLNode aNode, std::string_view aName);
 // The object as WKT: one polygon per outer ring with its holes (a hole goes to the ring it
 // lies in, else to the outer ring before it); empty when there is no ring of three points.
 std::string GrParcelWKT(const TGrParcel& aParcel);
+// The same multipolygon as WKB (little-endian, two dimensions); empty where the WKT is.
+std::string GrParcelWKB(const TGrParcel& aParcel);
 
 }  // namespace tmi

@@ -216,9 +216,9 @@ TcsVariant TcsRosReestrKad::ProcessCreateOrFindQuartal(TcsXMLProcessController& 
 
 bool TcsRosReestrKad::SetItemGeometry(TcsXMLProcessSessionItem& aItem, const TGrParcel* aParcel) {
     if (!aParcel) return false;
-    std::string wkt = GrParcelWKT(*aParcel);
-    if (wkt.empty()) return false;
-    aItem.Geometry().SetWKT(wkt);
+    std::string wkb = GrParcelWKB(*aParcel);
+    if (wkb.empty()) return false;
+    aItem.Geometry().SetWKB(std::move(wkb));
     return true;
 }
 

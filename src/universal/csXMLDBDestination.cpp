@@ -134,27 +134,31 @@ void TcsXMLDBDestination::MapTables(TscSchema& aSchema) {
             if (m.Fields[i].Source == TSource::Slot || m.Fields[i].Source == TSource::Path) m.FindField = static_cast<int>(i);
         if (std::none_of(m.Fields.begin(), m.Fields.end(), [](const TFieldMap& f) { return f.Source == TSource::Key; }))
             throw Exception("Таблица " + m.Name + ": нет поля ID");
-        std::string columns, values, sets;
         int n = 0;
         const TFieldMap* key = nullptr;
         for (TFieldMap& f : m.Fields) {
             f.Param = "p" + std::to_string(++n);
-            const std::string param = ":" + f.Param;
-            const std::string value = f.Source == TSource::Geometry ? "ST_GeomFromText(" + param + ", " + std::to_string(m.SRID) + ")" : param;
-            columns += (columns.empty() ? "" : ", ") + SQLIdentifier(f.Column);
-            values += (values.empty() ? "" : ", ") + value;
-            if (f.Source == TSource::Key) {
-                key = &f;
-                continue;
-            }
-            sets += (sets.empty() ? "" : ", ") + SQLIdentifier(f.Column) + " = " + value;
+            if (f.Source == TSource::Key) key = &f;
         }
-        m.InsertSQL = "INSERT INTO " + SQLIdentifier(m.Name) + " (" + columns + ") VALUES (" + values + ")";
-        // The key's parameter keeps its number in the update, so one parameter list serves both.
+        // The key's parameter keeps its number in the update, so one parameter list serves both;
+        // a geometry comes as text or as WKB, each with statements of its own.
         const int keyParam = static_cast<int>(key - m.Fields.data()) + 1;
-        m.UpdateSQL = sets.empty() ? std::string()
-                                   : "UPDATE " + SQLIdentifier(m.Name) + " SET " + sets + " WHERE " + SQLIdentifier("ID") +
-                                         " = :p" + std::to_string(keyParam);
+        for (const bool wkb : {false, true}) {
+            std::string columns, values, sets;
+            for (const TFieldMap& f : m.Fields) {
+                const std::string param = ":" + f.Param;
+                const std::string value = f.Source != TSource::Geometry ? param
+                                          : std::string(wkb ? "ST_GeomFromWKB(" : "ST_GeomFromText(") + param + ", " +
+                                                std::to_string(m.SRID) + ")";
+                columns += (columns.empty() ? "" : ", ") + SQLIdentifier(f.Column);
+                values += (values.empty() ? "" : ", ") + value;
+                if (f.Source != TSource::Key) sets += (sets.empty() ? "" : ", ") + SQLIdentifier(f.Column) + " = " + value;
+            }
+            m.InsertSQL[wkb] = "INSERT INTO " + SQLIdentifier(m.Name) + " (" + columns + ") VALUES (" + values + ")";
+            m.UpdateSQL[wkb] = sets.empty() ? std::string()
+                                            : "UPDATE " + SQLIdentifier(m.Name) + " SET " + sets + " WHERE " + SQLIdentifier("ID") +
+                                                  " = :p" + std::to_string(keyParam);
+        }
         fTables.push_back(std::move(m));
     }
     for (TTableMap& t : fTables)
@@ -325,12 +329,16 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
     TscProviderCommand command;
     command.Parameters.reserve(t->Fields.size());
     const TcsVariant none;
+    bool wkb = false;
     for (const TFieldMap& f : t->Fields) {
         if (f.Source == TSource::Geometry) {
-            std::optional<std::string> wkt;
-            if (aItem.HasGeometry())
-                if (std::string text = aItem.Geometry().GetWKT(false); !text.empty()) wkt = std::move(text);
-            command.Parameters.push_back(TscDBParam{f.Param, std::move(wkt)});
+            std::optional<std::string> geometry;
+            if (aItem.HasGeometry()) {
+                wkb = !aItem.Geometry().WKB().empty();
+                if (wkb) geometry = aItem.Geometry().WKB();
+                else if (std::string text = aItem.Geometry().GetWKT(false); !text.empty()) geometry = std::move(text);
+            }
+            command.Parameters.push_back(TscDBParam{f.Param, std::move(geometry), wkb});
             continue;
         }
         // The item's own values are read in place; the few made here live in made.
@@ -364,8 +372,8 @@ bool TcsXMLDBDestination::CommitSession(TcsXMLProcessSessionItem& aItem) {
         }
         command.Parameters.push_back(Param(f, f.Param, *value));
     }
-    const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL.empty();
-    command.CommandText = update ? t->UpdateSQL : t->InsertSQL;
+    const bool update = t->Found.count(key.AsInteger()) > 0 && !t->UpdateSQL[wkb].empty();
+    command.CommandText = update ? t->UpdateSQL[wkb] : t->InsertSQL[wkb];
     if (t->Fresh && t->FindField >= 0)
         if (const auto& found = command.Parameters[static_cast<size_t>(t->FindField)].Value)
             fWritten.Add(static_cast<size_t>(t - fTables.data()), *found);
@@ -386,7 +394,7 @@ void TcsXMLDBDestination::WriteValues(const TTableMap& aTable, TcsXMLProcessSess
         if (taken[static_cast<size_t>(i)] || v.DataType == kValueKey || !v.ValueSetted) continue;
         if (v.Source == "XML_ID" || v.Source == "QUARTALS_ID") continue;
         TscProviderCommand command;
-        command.CommandText = fValueTable->InsertSQL;
+        command.CommandText = fValueTable->InsertSQL[0];
         for (const TFieldMap& f : fValueTable->Fields) {
             TcsVariant value;
             switch (f.Source) {

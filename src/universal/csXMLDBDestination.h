@@ -72,8 +72,8 @@ private:
         int SRID = 0;
         int64_t NextKey = 1;
         int64_t Rows = 0;
-        std::string InsertSQL;
-        std::string UpdateSQL;
+        std::string InsertSQL[2];  // with the geometry as WKT, and as WKB
+        std::string UpdateSQL[2];
         std::set<int64_t> Found;  // keys of rows that were already stored
         bool Fresh = false;       // empty when the conversion began: only its own rows are there
         int FindField = -1;       // the column a row is found by: the first value column
