@@ -243,6 +243,18 @@ void TcsXMLSeqParser::SkipNodeChildren() {
     fPendingContent = false;
     int depth = 0;
     const int room = kMaxDepth - static_cast<int>(fPathStarts.size());
+    if (fSettings.StrictXML) {
+        // The reader passes over the content by itself, without making a token of it.
+        const TXMLReader::TSkipResult result = fReader->SkipElementContent(static_cast<size_t>(room));
+        if (result == TXMLReader::skClosed) {
+            fPopPending = true;
+            fReader->ReleaseRead();
+            return;
+        }
+        if (result == TXMLReader::skTooDeep) RaiseTooDeep();
+        if (fReader->ParseError()) RaiseParseError();
+        throw EcsXMLSeqParserError("Неожиданный конец файла внутри " + std::string(fPath.substr(0, 200)), nullptr);
+    }
     while (NextToken()) {
         switch (fToken->TokenType) {
         case rtOpenElement:

@@ -53,8 +53,10 @@ public:
     // Reads the whole content of the element just reported under its node; afterwards the
     // walk goes on after that element.
     void ReadNodeChildren(xml::PXMLNode aNode);
-    // Passes over the content of the element just reported without building it: the reader
-    // still checks it, but no node, text or end of element is reported from inside it.
+    // Passes over the content of the element just reported without building it or making
+    // tokens of it: the reader still checks its structure (tags closed by their names, quotes,
+    // comments and sections ended), not its text; no node, text or end of element is reported
+    // from inside it.
     void SkipNodeChildren();
     // Frees what the last header and its content took; the reused document shrinks back when
     // a large record has grown it.

@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cstring>
+#include <string_view>
 
 #include "utf8.h"
 #include "xml_errors.h"
@@ -20,6 +21,7 @@ enum : uint8_t {
     kName = 16,        // ASCII name character
     kHigh = 32,        // first byte of a multi-byte character
     kHeaderEnd = 64,   // ends a raw name in a header
+    kTagStop = 128,    // ends a plain run of a tag passed over: its end, a quote, a '<', the sentinel
 };
 
 constexpr std::array<uint8_t, 256> MakeClasses() {
@@ -41,6 +43,7 @@ constexpr std::array<uint8_t, 256> MakeClasses() {
     t['-'] |= kName;
     t['.'] |= kName;
     for (int c : {int('>'), int('/'), int('='), int('<'), int('?'), int('"'), int('\''), 0}) t[c] |= kHeaderEnd;
+    for (int c : {int('>'), int('"'), int('\''), int('<'), 0}) t[c] |= kTagStop;
     return t;
 }
 
@@ -796,6 +799,98 @@ bool TXMLReader::ReadProcessingInstruction() {
     if (!ReadUntil("?>", rtProcessingInstruction, 2, false)) return false;
     fToken.TokenName = fNameScratch;
     return true;
+}
+
+// The common constructs are scanned here: open tags with their quoted attributes, close tags,
+// text between them. Anything else (comments, sections, instructions, a tag that is not plain)
+// is read by the tokeniser, which also reports what is wrong.
+TXMLReader::TSkipResult TXMLReader::SkipElementContent(size_t aMaxNested) {
+    const size_t base = fStackStarts.size();  // the skipped element is the top name
+    if (!fSettings.StrictXML || fState != stContent || fPendingCloses > 0 || base == 0) return skFailed;
+    const char* p = fPos;
+    // One construct read by the tokeniser from p, up to the content after it.
+    auto tokenise = [&]() {
+        fPos = p;
+        const TXMLReaderToken* token = nullptr;
+        do {
+            if (!ReadNextToken(&token)) return false;
+        } while (fState == stElementHeader || fState == stDeclarationHeader);
+        p = fPos;
+        return true;
+    };
+    for (;;) {
+        if (fStackStarts.size() < base || fState == stDone) {
+            fPos = p;
+            return skClosed;
+        }
+        // Tags mostly follow one another with a line break between: looked for in place first.
+        while (IsSpace(*p)) ++p;
+        if (*p != '<') p = static_cast<const char*>(std::memchr(p, '<', static_cast<size_t>(fEnd - p)));
+        if (!p || p >= fEnd) {
+            fPos = fEnd;
+            EndOfStream();
+            return skFailed;
+        }
+        const char next = p[1];
+        if (next == '/') {
+            // The open element's own name, then the end of the tag: a name that reads on is
+            // another name.
+            const std::string_view top = TopName();
+            const char* q = p + 2 + top.size();
+            if (q < fEnd && std::memcmp(p + 2, top.data(), top.size()) == 0 && !(Cls(*q) & (kName | kHigh))) {
+                while (IsSpace(*q)) ++q;
+                if (*q == '>' && q < fEnd) {
+                    PopName();
+                    if (fStackStarts.empty() && fSettings.BreakReading == brAfterDocumentElement) fState = stDone;
+                    p = q + 1;
+                    continue;
+                }
+            }
+            if (!tokenise()) return skFailed;
+            continue;
+        }
+        if (next == '!' || next == '?') {
+            if (!tokenise()) return skFailed;
+            continue;
+        }
+        // An open tag.
+        if (fStackStarts.size() - base >= aMaxNested) {
+            fPos = p;
+            return skTooDeep;
+        }
+        const char* start = p + 1;
+        bool valid = false;
+        const size_t n = ScanName(start, &valid);
+        const char* q = start + n;
+        if (!valid || !(IsSpace(*q) || *q == '>' || *q == '/')) {
+            if (!tokenise()) return skFailed;
+            continue;
+        }
+        // To the end of the tag, over quoted values; a '<' or the end of the text in it leaves the
+        // tag to the tokeniser.
+        bool plain = true;
+        for (;;) {
+            while (!(Cls(*q) & kTagStop)) ++q;
+            const char c = *q;
+            if ((c != '"' && c != '\'') || q >= fEnd) {
+                plain = c == '>' && q < fEnd;
+                break;
+            }
+            for (++q; *q != c && q < fEnd; ++q) {
+            }
+            if (q >= fEnd) {
+                plain = false;
+                break;
+            }
+            ++q;
+        }
+        if (!plain) {
+            if (!tokenise()) return skFailed;
+            continue;
+        }
+        if (q[-1] != '/') PushName(std::string_view(start, n));
+        p = q + 1;
+    }
 }
 
 }  // namespace tmi::xml

@@ -106,6 +106,15 @@ public:
     // Gives back the text already tokenised; call between tokens.
     void ReleaseRead() noexcept { fText.Release(fPos); }
 
+    enum TSkipResult : uint8_t { skClosed, skFailed, skTooDeep };
+    // Right after the open tag of an element (its rtFinishOpenElement), passes over its content
+    // and its close tag without making tokens. The structure is still checked: every tag is
+    // closed by its own name, quotes and comments, CDATA sections and processing instructions
+    // end; text and attribute values are not looked into. skFailed with ParseError set (or at
+    // an end of the stream without one); skTooDeep when elements nest deeper than aMaxNested
+    // inside it. Only in strict reading.
+    TSkipResult SkipElementContent(size_t aMaxNested);
+
     std::string URL;
 
 private:

@@ -91,7 +91,9 @@ TEST(SeqParser, GoToPathFindsAnElementAndStartsOverFromTheRoot) {
 TEST(SeqParser, SkippedContentIsPassedOverUnbuiltAndTheWalkGoesOnAfterIt) {
     const std::string text =
         "<Root><Ring n='1'><Ring><Point X='1'/><!-- <Ring> --><![CDATA[</Ring>]]><?pi </Ring>?>t</Ring><Point/></Ring>"
-        "<Tail a='&gt;'>x</Tail><Ring/><End/></Root>";
+        "<Tail a='&gt;'>x</Tail><Ring/>"
+        // Values holding what ends a tag, the other quote, a tag across lines, spaces before "/>".
+        "<Ring><P v=\"a>b\" w='\"/>' /><Q\n x = \"</Ring>\"\n>text > more</Q ><R\t/></Ring><End/></Root>";
     TcsXMLSeqParser parser;
     parser.OpenBuffer(text.data(), text.size());
     std::vector<std::string> seen;
@@ -104,7 +106,8 @@ TEST(SeqParser, SkippedContentIsPassedOverUnbuiltAndTheWalkGoesOnAfterIt) {
         parser.ClearNode();
     }
     EXPECT_EQ(seen, (std::vector<std::string>{"/Root", "/Root/Ring", "//Root/Ring", "/Root/Tail", "/Root/Tail=x", "//Root/Tail",
-                                              "/Root/Ring", "//Root/Ring", "/Root/End", "//Root/End", "//Root"}));
+                                              "/Root/Ring", "//Root/Ring", "/Root/Ring", "//Root/Ring", "/Root/End", "//Root/End",
+                                              "//Root"}));
     EXPECT_TRUE(parser.Eof());
 }
 
@@ -129,8 +132,13 @@ TEST(SeqParser, BrokenDocumentsRaiseWithWhereAndNeverEndAsComplete) {
             EXPECT_NE(std::string(e.what()).find("строка 3"), std::string::npos) << e.what();
             EXPECT_EQ(std::string(e.what()).find('\n'), std::string::npos) << "one line: " << e.what();
         }
-        // What is skipped is still checked.
-        EXPECT_THROW(walk("<Root><Record><A></B></Record></Root>", records), EcsXMLSeqParserError);
+        // What is skipped is still checked: tags closed by their own names, quotes, comments
+        // and sections ended.
+        for (const char* broken : {"<Root><Record><A></B></Record></Root>", "<Root><Record><A x='1></A></Record></Root>",
+                                   "<Root><Record><!-- </Record></Root>", "<Root><Record><![CDATA[ </Record></Root>",
+                                   "<Root><Record><1A/></Record></Root>",
+                                   "<Root><Record></Record x></Root>"})
+            EXPECT_THROW(walk(broken, records), EcsXMLSeqParserError) << broken;
     }
     EXPECT_THROW(walk("<Root><A></B></Root>", kHeaders), EcsXMLSeqParserError);
     EXPECT_THROW(walk(std::string("\x00\x01\x02garbage", 10), kHeaders), EcsXMLSeqParserError);
