@@ -21,6 +21,7 @@ bool BlankText(std::string_view aText) {
 
 TcsXMLSeqParser::TcsXMLSeqParser() : fDocument(std::make_unique<TXMLDocument>()) {
     fSettings.ErrorHandling = ehSilent;
+    fSettings.IgnoreBlankText = true;  // the walk drops it, reported or built
 }
 
 TcsXMLSeqParser::~TcsXMLSeqParser() = default;

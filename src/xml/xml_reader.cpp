@@ -548,6 +548,14 @@ bool TXMLReader::ReadText() {
     bool copying = false;
     const bool strict = fSettings.StrictXML;
     const bool normalize = fSettings.LineBreak != lbDoNotProcess;
+    if (fSettings.IgnoreBlankText && IsSpace(*p)) {
+        const char* q = p + 1;
+        while (IsSpace(*q)) ++q;
+        if (*q == '<' || q >= fEnd) {
+            fPos = q;
+            return Retry();
+        }
+    }
     // A text run starts with '<' only when a lone '<' is passed as text.
     if (*p == '<') ++p;
     for (;;) {

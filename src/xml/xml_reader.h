@@ -56,6 +56,9 @@ struct TXMLReaderSettings {
     bool StrictXML = true;
     bool RecognizeXMLDeclaration = true;
     bool ExpandEntities = true;
+    // Text of white space alone up to the next markup makes no token: for readers that drop
+    // such text anyway.
+    bool IgnoreBlankText = false;
     TOTextReaderErrorHandling ErrorHandling = ehRaiseAndEat;
 };
 

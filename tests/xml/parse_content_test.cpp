@@ -202,3 +202,34 @@ TEST(ParseContent, LoadIntoAnElement) {
     PXMLNode text = doc.DocumentElement()->FirstChild()->FirstChild();
     EXPECT_THROW(doc.LoadFromReader(reader, text), EXMLDOMException);
 }
+
+TEST(ParseContent, BlankTextCanBeLeftWithoutTokens) {
+    auto texts = [](bool aIgnore, const std::string& aXML) {
+        TXMLReaderSettings settings;
+        settings.IgnoreBlankText = aIgnore;
+        TXMLReader reader(settings);
+        reader.InitBuffer(aXML.data(), aXML.size());
+        std::string out;
+        const TXMLReaderToken* token = nullptr;
+        while (reader.ReadNextToken(&token))
+            if (token->TokenType == rtText) out += "[" + std::string(token->TokenValue) + "]";
+        EXPECT_FALSE(reader.ParseError()) << aXML;
+        return out;
+    };
+    // White space alone between markup goes; text with white space around it stays whole, its
+    // line breaks as ever.
+    const std::string xml = "<a>\n  <b> x </b>\r\n\t<c/>  y\n<!-- c -->\n  <d>\n</d>  </a>";
+    EXPECT_EQ(texts(true, xml), "[ x ][  y\r\n]");
+    EXPECT_EQ(texts(false, xml), "[\r\n  ][ x ][\r\n\t][  y\r\n][\r\n  ][\r\n][  ]");
+    // An unclosed document still fails at its end.
+    TXMLReaderSettings settings;
+    settings.IgnoreBlankText = true;
+    TXMLReader reader(settings);
+    const std::string cut = "<a>\n  ";
+    reader.InitBuffer(cut.data(), cut.size());
+    const TXMLReaderToken* token = nullptr;
+    while (reader.ReadNextToken(&token)) {
+    }
+    ASSERT_TRUE(reader.ParseError());
+    EXPECT_EQ(reader.ParseError()->Reason, "There are unclosed elements in the document end.");
+}
