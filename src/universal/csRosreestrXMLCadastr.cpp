@@ -37,7 +37,7 @@ PXMLNode FirstElementNamed(PXMLNode aNode, std::string_view aName) {
 enum TRecordKind : uint8_t { rkNone, rkParcel, rkBuild, rkZone, rkOms, rkBound, rkSurveying };
 
 struct TRecordElement {
-    const char* Element;
+    std::string_view Element;
     TRecordKind Kind;
     int64_t TcsRosReestrStat::*Counter;
 };
@@ -56,9 +56,22 @@ constexpr TRecordElement kRecordElements[] = {
     {"surveying_project_record", rkSurveying, &TcsRosReestrStat::Surveying_Project_RecordCount},
 };
 
+// A name compared with an ASCII name, in any case: a name of ASCII alone can only match one of
+// its own length, which turns away almost every other name at once.
+bool SameName(std::string_view aName, std::string_view aAscii, bool aNameAscii) {
+    return (!aNameAscii || aName.size() == aAscii.size()) && SameText(aName, aAscii);
+}
+
+bool AsciiOnly(std::string_view aText) {
+    for (const char c : aText)
+        if (static_cast<unsigned char>(c) >= 0x80) return false;
+    return true;
+}
+
 const TRecordElement* RecordElement(std::string_view aName) {
+    const bool ascii = AsciiOnly(aName);
     for (const TRecordElement& r : kRecordElements)
-        if (SameText(aName, r.Element)) return &r;
+        if (SameName(aName, r.Element, ascii)) return &r;
     return nullptr;
 }
 
@@ -339,9 +352,10 @@ void TcsRosReestrKadNew::Clean() {
 void TcsRosReestrKadNew::InfoStartElement(PXMLNode aNode, std::string_view aPath) {
     (void)aNode;
     const std::string_view name = LastStep(aPath);
+    const bool ascii = AsciiOnly(name);
     if (int64_t* counter = Stat.CounterOf(name)) ++*counter;
-    else if (SameText(name, "right_record")) ++RightCount;
-    else if (SameText(name, "restrict_record")) ++RestrictCount;
+    else if (SameName(name, "right_record", ascii)) ++RightCount;
+    else if (SameName(name, "restrict_record", ascii)) ++RestrictCount;
 }
 
 void TcsRosReestrKadNew::InfoCharacters(std::string_view aPath, std::string_view aText) {
