@@ -28,23 +28,9 @@ public:
         switch (type) {
         case 1: return Point(aOut, little);
         case 2: return Points(aOut, little);
-        case 3: return Rings(aOut, little);
-        default: {
-            uint32_t n = 0;
-            if (!UInt32(little, n) || n > fBytes.size() - fAt) return false;
-            if (n == 0) {
-                aOut += "EMPTY";
-                return true;
-            }
-            aOut += '(';
-            for (uint32_t i = 0; i < n; ++i) {
-                if (i) aOut += ", ";
-                // A multi form's members go without their names; a collection's keep them.
-                if (!Geometry(aOut, type != 7, aDepth + 1)) return false;
-            }
-            aOut += ')';
-            return true;
-        }
+        case 3: return List(aOut, little, 4, [&] { return Points(aOut, little); });
+        // A multi form's members go without their names; a collection's keep them.
+        default: return List(aOut, little, 1, [&] { return Geometry(aOut, type != 7, aDepth + 1); });
         }
     }
     [[nodiscard]] bool AtEnd() const { return fAt == fBytes.size(); }
@@ -92,9 +78,12 @@ private:
         aOut += ')';
         return true;
     }
-    bool Points(std::string& aOut, bool aLittle) {
+    // A count, then as many items in parentheses ("EMPTY" for none); each item takes at least
+    // aItemBytes, so a count the bytes cannot hold is refused before any is read.
+    template <class TItem>
+    bool List(std::string& aOut, bool aLittle, size_t aItemBytes, TItem aItem) {
         uint32_t n = 0;
-        if (!UInt32(aLittle, n) || n > (fBytes.size() - fAt) / 16) return false;
+        if (!UInt32(aLittle, n) || n > (fBytes.size() - fAt) / aItemBytes) return false;
         if (n == 0) {
             aOut += "EMPTY";
             return true;
@@ -102,25 +91,13 @@ private:
         aOut += '(';
         for (uint32_t i = 0; i < n; ++i) {
             if (i) aOut += ", ";
-            if (!Coordinate(aOut, aLittle)) return false;
+            if (!aItem()) return false;
         }
         aOut += ')';
         return true;
     }
-    bool Rings(std::string& aOut, bool aLittle) {
-        uint32_t n = 0;
-        if (!UInt32(aLittle, n) || n > (fBytes.size() - fAt) / 4) return false;
-        if (n == 0) {
-            aOut += "EMPTY";
-            return true;
-        }
-        aOut += '(';
-        for (uint32_t i = 0; i < n; ++i) {
-            if (i) aOut += ", ";
-            if (!Points(aOut, aLittle)) return false;
-        }
-        aOut += ')';
-        return true;
+    bool Points(std::string& aOut, bool aLittle) {
+        return List(aOut, aLittle, 16, [&] { return Coordinate(aOut, aLittle); });
     }
 
     std::string_view fBytes;
