@@ -346,10 +346,6 @@ void AppendRing(std::string& aOut, const TGrCont& aRing) {
     aOut += ')';
 }
 
-}  // namespace
-
-namespace {
-
 // The polygons of an object: each outer ring with the holes that go to it.
 struct TPolygonRings {
     const TGrCont* Outer;

@@ -167,16 +167,8 @@ std::unique_ptr<TscDataSet> TscSQLiteDataManager::DoQuery(const std::string& aSQ
 }
 
 void TscSQLiteDataManager::RefillSpatialIndex(const std::string& aIndex, const std::string& aTable, const std::string& aColumn) {
-    if (!fDB) throw EscSchemaException("нет соединения с базой данных");
     using TStatement = std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)>;
-    auto prepare = [&](const std::string& aSQL) {
-        sqlite3_stmt* s = nullptr;
-        if (sqlite3_prepare_v2(fDB, aSQL.c_str(), static_cast<int>(aSQL.size()), &s, nullptr) != SQLITE_OK) {
-            sqlite3_finalize(s);
-            Raise("SQLite");
-        }
-        return TStatement(s, sqlite3_finalize);
-    };
+    auto prepare = [&](const std::string& aSQL) { return TStatement(Prepare(aSQL, false), sqlite3_finalize); };
     auto done = [&](sqlite3_stmt* aStatement) {
         if (sqlite3_step(aStatement) != SQLITE_DONE) Raise("SQLite");
         sqlite3_reset(aStatement);
@@ -372,8 +364,7 @@ void TscSQLiteProvider::BeginBulkLoad(const std::vector<std::pair<std::string, s
                                            " AND lower(tbl_name) = lower(:p1) AND lower(name) = lower(:p2)",
                                            {{"p1", table}, {"p2", "gii_" + table + "_" + column}});
         if (trigger->RecordCount() == 0) continue;
-        TSuspendedTrigger t{table, column, trigger->Value(0, "N").AsString(), trigger->Value(0, "S").AsString(), {}};
-        t.Index = "idx_" + t.Name.substr(4);
+        TSuspendedTrigger t{table, column, trigger->Value(0, "N").AsString(), trigger->Value(0, "S").AsString()};
         manager.ExecuteSQL("DROP TRIGGER " + SQLIdentifier(t.Name));
         fSuspendedTriggers.push_back(std::move(t));
     }
@@ -382,7 +373,8 @@ void TscSQLiteProvider::BeginBulkLoad(const std::vector<std::pair<std::string, s
 void TscSQLiteProvider::EndBulkLoad() {
     auto& manager = static_cast<TscSQLiteDataManager&>(DataManager());
     for (const TSuspendedTrigger& t : fSuspendedTriggers) {
-        manager.RefillSpatialIndex(t.Index, t.Table, t.Column);
+        // "gii_T_C" feeds "idx_T_C".
+        manager.RefillSpatialIndex("idx_" + t.Name.substr(4), t.Table, t.Column);
         manager.ExecuteSQL(t.SQL);
     }
     fSuspendedTriggers.clear();

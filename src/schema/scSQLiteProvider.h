@@ -85,9 +85,9 @@ protected:
     }
 
 private:
-    // A trigger set aside for the load: its name and statement, and the index it feeds.
+    // A trigger set aside for the load: the column it indexes, its name and its statement.
     struct TSuspendedTrigger {
-        std::string Table, Column, Name, SQL, Index;
+        std::string Table, Column, Name, SQL;
     };
     std::vector<TSuspendedTrigger> fSuspendedTriggers;
 };

@@ -242,37 +242,17 @@ void TcsXMLSeqParser::ReadNodeChildren(PXMLNode aNode) {
 void TcsXMLSeqParser::SkipNodeChildren() {
     if (!fPendingContent) return;
     fPendingContent = false;
-    int depth = 0;
+    // The reader passes over the content by itself, without making a token of it (the walk
+    // reads strictly, as that needs).
     const int room = kMaxDepth - static_cast<int>(fPathStarts.size());
-    if (fSettings.StrictXML) {
-        // The reader passes over the content by itself, without making a token of it.
-        const TXMLReader::TSkipResult result = fReader->SkipElementContent(static_cast<size_t>(room));
-        if (result == TXMLReader::skClosed) {
-            fPopPending = true;
-            fReader->ReleaseRead();
-            return;
-        }
-        if (result == TXMLReader::skTooDeep) RaiseTooDeep();
-        if (fReader->ParseError()) RaiseParseError();
-        throw EcsXMLSeqParserError("Неожиданный конец файла внутри " + std::string(fPath.substr(0, 200)), nullptr);
+    const TXMLReader::TSkipResult result = fReader->SkipElementContent(static_cast<size_t>(room));
+    if (result == TXMLReader::skClosed) {
+        fPopPending = true;
+        fReader->ReleaseRead();
+        return;
     }
-    while (NextToken()) {
-        switch (fToken->TokenType) {
-        case rtOpenElement:
-            if (depth >= room) RaiseTooDeep();
-            ++depth;
-            break;
-        case rtFinishOpenElementClose:
-        case rtCloseElement:
-            if (depth == 0) {
-                fPopPending = true;
-                return;
-            }
-            --depth;
-            break;
-        default: break;
-        }
-    }
+    if (result == TXMLReader::skTooDeep) RaiseTooDeep();
+    if (fReader->ParseError()) RaiseParseError();
     throw EcsXMLSeqParserError("Неожиданный конец файла внутри " + std::string(fPath.substr(0, 200)), nullptr);
 }
 
