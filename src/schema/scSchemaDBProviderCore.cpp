@@ -357,10 +357,12 @@ std::unique_ptr<TscDataSet> TscQueryThread::WaitFor() {
 
 namespace {
 // A batch goes to the thread at this many statements or bytes; the caller waits while the
-// batches not yet run hold more than kPendingBytes.
+// batches not yet run hold more than kPendingBytes. Behind a task (the database being made)
+// it may run further ahead, up to kBehindTaskBytes, until the thread has caught up.
 constexpr size_t kBatchCommands = 256;
 constexpr size_t kBatchBytes = 256 << 10;
 constexpr size_t kPendingBytes = 2 << 20;
+constexpr size_t kBehindTaskBytes = 8 << 20;
 
 size_t BytesOf(const TscProviderCommand& aCommand) {
     size_t n = sizeof(aCommand) + aCommand.CommandText.size();
@@ -378,6 +380,8 @@ void TscCommandQueue::Start() {
     fStop = fDrop = fBusy = false;
     fError = nullptr;
     fPendingBytes = 0;
+    fTasks = 0;
+    fBehindTask = false;
     fThread = std::thread([this] { Run(); });
 }
 
@@ -386,23 +390,29 @@ void TscCommandQueue::Run() {
     for (;;) {
         fWake.wait(lock, [this] { return fStop || !fBatches.empty(); });
         if (fBatches.empty() || fDrop) break;
-        auto [batch, bytes] = std::move(fBatches.front());
+        THandedOver work = std::move(fBatches.front());
         fBatches.pop_front();
+        const size_t bytes = work.Bytes;
+        const bool task = static_cast<bool>(work.Task);
         fBusy = true;
         const bool failed = static_cast<bool>(fError);
         lock.unlock();
         std::exception_ptr error;
         // After a failure the rest is not run: the caller rolls the whole of it back.
         if (!failed) try {
-                for (const TscProviderCommand& c : batch) fManager.Execute(c);
+                if (work.Task) work.Task();
+                else
+                    for (const TscProviderCommand& c : work.Commands) fManager.Execute(c);
             } catch (...) {
                 error = std::current_exception();
             }
-        batch.clear();
+        work = THandedOver();
         lock.lock();
         if (error && !fError) fError = error;
         fBusy = false;
         fPendingBytes -= bytes;
+        if (task) --fTasks;
+        if (fTasks == 0 && fPendingBytes < kPendingBytes) fBehindTask = false;
         fRoom.notify_all();
     }
     fBusy = false;
@@ -411,9 +421,10 @@ void TscCommandQueue::Run() {
 
 void TscCommandQueue::HandOver(std::unique_lock<std::mutex>& aLock) {
     if (fFilling.empty()) return;
-    fRoom.wait(aLock, [this] { return fPendingBytes < kPendingBytes || fError; });
+    const auto room = [this] { return fPendingBytes < (fBehindTask ? kBehindTaskBytes : kPendingBytes) || fError; };
+    if (!room()) fRoom.wait(aLock, room);
     fPendingBytes += fFillingBytes;
-    fBatches.emplace_back(std::move(fFilling), fFillingBytes);
+    fBatches.push_back(THandedOver{std::move(fFilling), {}, fFillingBytes});
     fFilling = TBatch();
     fFilling.reserve(kBatchCommands);
     fFillingBytes = 0;
@@ -431,6 +442,20 @@ void TscCommandQueue::Push(TscProviderCommand aCommand) {
     std::unique_lock<std::mutex> lock(fMutex);
     if (fError) std::rethrow_exception(fError);
     HandOver(lock);
+}
+
+void TscCommandQueue::Post(std::function<void()> aTask) {
+    if (!Running()) {
+        aTask();
+        return;
+    }
+    std::unique_lock<std::mutex> lock(fMutex);
+    if (fError) std::rethrow_exception(fError);
+    HandOver(lock);
+    fBatches.push_back(THandedOver{{}, std::move(aTask), 0});
+    ++fTasks;
+    fBehindTask = true;
+    fWake.notify_one();
 }
 
 void TscCommandQueue::Sync() {
@@ -467,6 +492,8 @@ void TscCommandQueue::Discard() noexcept {
     fBatches.clear();
     fFilling.clear();
     fFillingBytes = fPendingBytes = 0;
+    fTasks = 0;
+    fBehindTask = false;
     fError = nullptr;
 }
 

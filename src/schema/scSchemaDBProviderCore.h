@@ -269,6 +269,10 @@ public:
     [[nodiscard]] bool Running() const noexcept { return fThread.joinable(); }
     // Hands over a statement; raises the failure of an earlier one, if any.
     void Push(TscProviderCommand aCommand);
+    // Hands over work that runs on the thread in its turn among the statements (making the
+    // database they go to, opening their transaction); its failure comes back as a statement's
+    // would. Without the thread it runs at once.
+    void Post(std::function<void()> aTask);
     // Waits until every statement handed over has run; raises the first failure. Until the
     // next Push the caller may use the data manager.
     void Sync();
@@ -279,6 +283,11 @@ public:
 
 private:
     using TBatch = std::vector<TscProviderCommand>;
+    struct THandedOver {
+        TBatch Commands;
+        std::function<void()> Task;  // run instead of the commands when set
+        size_t Bytes = 0;
+    };
     void Run();
     void HandOver(std::unique_lock<std::mutex>& aLock);
 
@@ -288,8 +297,10 @@ private:
     std::mutex fMutex;
     std::condition_variable fWake;   // the thread: a batch, or the end
     std::condition_variable fRoom;   // the caller: room for a batch, or all run
-    std::deque<std::pair<TBatch, size_t>> fBatches;
+    std::deque<THandedOver> fBatches;
     size_t fPendingBytes = 0;
+    int fTasks = 0;             // tasks handed over and not yet run
+    bool fBehindTask = false;   // statements wait behind a task: the caller may run further ahead
     bool fBusy = false;
     bool fStop = false;
     bool fDrop = false;

@@ -175,27 +175,35 @@ void TcsXMLDBDestination::InitDestination() {
     if (!fProvider) fProvider = CreateDBProviderByURL(fSchema, "sqlite:" + target);
     MapTables(*fSchema);
     if (fTables.empty()) throw Exception("В схеме нет таблиц с PartType");
-    const bool exists = DatabaseExists(*fProvider);
-    bool complete = exists;
-    if (exists) {
-        fProvider->Open();
-        for (const TTableMap& t : fTables)
-            if (!fProvider->DataManager().TableExist("", t.Name)) complete = false;
+    if (!DatabaseExists(*fProvider)) {
+        // A database made for this file starts with empty tables, so its keys are known
+        // without it. It is made here, where a target that cannot be written fails at once;
+        // its tables are made by the writer's thread while the walk reads the first records.
+        // Until the writer is synced the data manager is that thread's.
+        fProvider->CreateDatabase();
+        fCreated = true;
+        StartKeys();
+        fWriter = std::make_unique<TscCommandQueue>(fProvider->DataManager());
+        fWriter->Start();
+        fWriter->Post([this] {
+            fProvider->Generate(*fSchema, nullptr, {}, false);
+            if (!fProvider->DataManager().Connected()) fProvider->Open();
+        });
+        return;
     }
-    if (!complete) {
-        fProvider->Generate(*fSchema, nullptr, {}, !exists);
-        fCreated = !exists;
-    }
+    fProvider->Open();
+    bool complete = true;
+    for (const TTableMap& t : fTables)
+        if (!fProvider->DataManager().TableExist("", t.Name)) complete = false;
+    if (!complete) fProvider->Generate(*fSchema, nullptr, {}, false);
     if (!fProvider->DataManager().Connected()) fProvider->Open();
     ReadNextKeys();
 }
 
-void TcsXMLDBDestination::ReadNextKeys() {
+void TcsXMLDBDestination::StartKeys() {
     for (TTableMap& t : fTables) {
-        const TcsVariant max = fProvider->DataManager().GetSQLResult(
-            "SELECT MAX(" + SQLIdentifier("ID") + ") AS M FROM " + SQLIdentifier(t.Name), "M", false);
-        t.NextKey = max.IsEmpty() ? 1 : max.AsInteger() + 1;
-        t.Fresh = max.IsEmpty();
+        t.NextKey = 1;
+        t.Fresh = true;
         t.Rows = 0;
         t.Found.clear();
     }
@@ -203,31 +211,49 @@ void TcsXMLDBDestination::ReadNextKeys() {
     fUnplaced = 0;
 }
 
+void TcsXMLDBDestination::ReadNextKeys() {
+    StartKeys();
+    for (TTableMap& t : fTables) {
+        const TcsVariant max = fProvider->DataManager().GetSQLResult(
+            "SELECT MAX(" + SQLIdentifier("ID") + ") AS M FROM " + SQLIdentifier(t.Name), "M", false);
+        if (max.IsEmpty()) continue;
+        t.NextKey = max.AsInteger() + 1;
+        t.Fresh = false;
+    }
+}
+
 void TcsXMLDBDestination::BeginTransaction() {
     if (!fProvider || fInTransaction) return;
-    fProvider->DataManager().BeginTrans();
     fInTransaction = true;
     std::vector<std::pair<std::string, std::string>> geometry;
     for (const TTableMap& t : fTables)
         for (const TFieldMap& f : t.Fields)
             if (f.Source == TSource::Geometry) geometry.emplace_back(t.Name, f.Column);
-    fProvider->BeginBulkLoad(geometry);
-    // The rows are stored by a thread of their own while the walk reads on.
-    fWriter = std::make_unique<TscCommandQueue>(fProvider->DataManager());
+    // The rows are stored by a thread of their own while the walk reads on; the transaction
+    // opens there, after the database the thread may still be making.
+    if (!fWriter) fWriter = std::make_unique<TscCommandQueue>(fProvider->DataManager());
     fWriter->Start();
+    fWriter->Post([this, geometry = std::move(geometry)] {
+        fProvider->DataManager().BeginTrans();
+        fProvider->BeginBulkLoad(geometry);
+    });
 }
 
 void TcsXMLDBDestination::RollbackTransaction() {
+    fWriter.reset();  // what it still holds is dropped
     if (!fProvider || !fInTransaction) return;
     fInTransaction = false;
-    fWriter.reset();  // what it still holds is dropped
-    fProvider->DataManager().RollbackTrans();
+    // The transaction may not have opened: the database it was to go to failed to be made.
+    if (fProvider->DataManager().InTrans()) fProvider->DataManager().RollbackTrans();
 }
 
 void TcsXMLDBDestination::CommitTransaction() {
-    if (!fProvider || !fInTransaction) return;
+    if (!fProvider) return;
+    // The writer ends first: the database it was making and the rows it holds are stored,
+    // or their failure raises here.
     if (fWriter) fWriter->Flush();
     fWriter.reset();
+    if (!fInTransaction) return;
     fProvider->EndBulkLoad();
     fInTransaction = false;
     fProvider->DataManager().CommitTrans();
@@ -440,6 +466,7 @@ void TcsXMLDBDestination::Abandon() {
 }
 
 void TcsXMLDBDestination::Clear() {
+    fWriter.reset();
     if (fProvider) {
         if (fInTransaction) RollbackTransaction();
         fProvider->DisConnect();

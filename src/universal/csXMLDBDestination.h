@@ -32,7 +32,8 @@ public:
     std::string GetTitle() const override { return "База данных"; }
     std::string GetType() const override { return "Database"; }
     // Opens the database the config's FileName names (a URL or a SQLite file), making it
-    // and its tables when it is not there.
+    // and its tables when it is not there; the tables of a database made here are made by the
+    // writer's thread while the walk begins.
     void InitDestination() override;
     void BeginTransaction() override;
     void RollbackTransaction() override;
@@ -97,6 +98,8 @@ private:
     [[nodiscard]] static int ValueIndex(const TFieldMap& aField, const TcsXMLProcessSessionItem& aItem);
     [[nodiscard]] TTableMap* TableFor(int aPartType, const std::string& aPartText);
     void ReadNextKeys();
+    // The keys of tables that are empty: a database made for this conversion.
+    void StartKeys();
     // The parameter of one column: NULL when the value does not parse as the column's type.
     [[nodiscard]] TscDBParam Param(const TFieldMap& aField, const std::string& aName, const TcsVariant& aValue) const;
     void WriteValues(const TTableMap& aTable, TcsXMLProcessSessionItem& aItem, const TcsVariant& aKey);

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <regex>
@@ -532,6 +534,62 @@ TEST_P(DB, QueuedStatementsRunInOrderAndAFailureComesBackOnce) {
     }
     m.RollbackTrans();
     EXPECT_EQ(count(), 3001);
+}
+
+TEST_P(DB, PostedTasksRunInTurnAndTheCallerRunsFurtherAheadOfThem) {
+    const std::string db = Database("p");
+    TscSchema schema;
+    auto provider = Provider(schema, db);
+    provider->CreateDatabase();
+    provider->Open();
+    TscDataManager& m = provider->DataManager();
+    auto insert = [](int aN, std::string aText) {
+        TscProviderCommand c;
+        c.CommandText = "INSERT INTO p (n, t) VALUES (:p1, :p2)";
+        c.SetParameter("p1", std::to_string(aN));
+        c.SetParameter("p2", std::move(aText));
+        return c;
+    };
+    auto count = [&] { return m.GetSQLResult("SELECT count(*) AS c FROM p", "c", true).AsInteger(); };
+
+    // A slow task makes the table the statements behind it go to. Meanwhile the caller hands
+    // over more than the usual bound of statements without waiting: the task is held until
+    // the caller is done, and would give up (failing the test) if the caller waited for it.
+    {
+        TscCommandQueue queue(m);
+        queue.Start();
+        std::atomic<bool> released{false};
+        std::atomic<bool> gaveUp{false};
+        queue.Post([&] {
+            const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+            while (!released && std::chrono::steady_clock::now() < until) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            gaveUp = !released;
+            m.ExecuteSQL("CREATE TABLE p (n integer PRIMARY KEY, t text NOT NULL)");
+        });
+        for (int i = 1; i <= 40; ++i) queue.Push(insert(i, std::string(100000, 'a')));  // 4 MB
+        released = true;
+        queue.Post([&] { m.ExecuteSQL("UPDATE p SET t = 'between' WHERE n = 40"); });
+        queue.Push(insert(41, "last"));
+        queue.Flush();
+        EXPECT_FALSE(gaveUp) << "the caller waited for the task";
+    }
+    EXPECT_EQ(count(), 41);
+    EXPECT_EQ(m.GetSQLResult("SELECT t FROM p WHERE n = 40", "t", true).AsString(), "between");
+
+    // A failed task comes back as a statement would, and nothing behind it runs.
+    {
+        TscCommandQueue queue(m);
+        queue.Start();
+        queue.Post([] { throw EscSchemaException("the database could not be made"); });
+        queue.Push(insert(100, "never"));
+        EXPECT_EQ(Thrown([&] { queue.Flush(); }), "the database could not be made");
+    }
+    EXPECT_EQ(count(), 41);
+
+    // Without the thread a task runs at once.
+    TscCommandQueue idle(m);
+    idle.Post([&] { m.ExecuteSQL("DELETE FROM p WHERE n > 1"); });
+    EXPECT_EQ(count(), 1);
 }
 
 TEST_P(DB, CommandLineGeneratesAndDumpsTheSchemaFile) {

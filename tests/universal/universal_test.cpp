@@ -421,6 +421,21 @@ TEST(DatabaseDestination, AFailedFileLeavesTheDatabaseAsItWasAndRemovesOneItMade
     EXPECT_EQ(SpatialIndexChecked(db, "XML_ITEMS", "GEOMETRY"), "1");
 }
 
+TEST(DatabaseDestination, AFileWithoutRecordsStillLeavesItsNewDatabaseWithEveryTable) {
+    // The tables of a new database are made beside the walk; a walk with nothing to store
+    // still waits for them.
+    Registered registered;
+    TempFolder temp;
+    const std::string db = temp / "out.sqlite";
+    const std::string empty =
+        WriteText(temp / "empty.xml", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<TestDocument Version=\"2\"><Header/></TestDocument>");
+    ASSERT_EQ(Convert(*NewManager(empty, db)), "");
+    EXPECT_EQ(Rows(db, "SELECT COUNT(*) FROM XML_ITEMS"), std::vector<std::string>{"0"});
+    EXPECT_EQ(SpatialIndexChecked(db, "XML_ITEMS", "GEOMETRY"), "1");
+    ASSERT_EQ(Convert(*NewManager(kDocument, db)), "");
+    EXPECT_EQ(Rows(db, "SELECT MIN(ID), MAX(ID) FROM XML_ITEMS"), std::vector<std::string>{"1|5"});
+}
+
 TEST(DatabaseDestination, ConvertsIntoANewPostgreSQLDatabaseAndRollsBackAFailedFile) {
     const char* socket = SuitePgSocket();
     if (!socket) GTEST_SKIP() << "no PostgreSQL server for the suite (TM_PG_SOCKET)";
