@@ -257,7 +257,8 @@ private:
 // caller hands over a statement and goes on; a failure comes back at its next Push or at Flush.
 // Between Start and Flush (or Discard) the data manager belongs to the queue's thread; the
 // caller must not use it. Memory is bounded: Push waits while the statements handed over and
-// not yet run hold more than about two megabytes.
+// not yet run hold more than about two megabytes, or eight while a task posted before them
+// (the database being made) keeps them waiting and the thread has not caught up since.
 class TscCommandQueue {
 public:
     explicit TscCommandQueue(TscDataManager& aManager);
