@@ -32,7 +32,7 @@ void TcsDLLHeader::Initialize() {
     const bool hasFolder = fLibraryName.find('/') != std::string::npos;
     for (const std::string& candidate : hasFolder ? std::vector<std::string>{fLibraryName}
                                                   : std::vector<std::string>{fLibraryName, ThisModuleFolder() + fLibraryName}) {
-        fHandle = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL);
+        fHandle = dlopen(candidate.c_str(), RTLD_NOW | RTLD_LOCAL | (fResident ? RTLD_NODELETE : 0));
         if (fHandle) {
             fLoadedFrom = candidate;
             break;

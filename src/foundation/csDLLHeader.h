@@ -18,8 +18,10 @@ public:
 class TcsDLLHeader {
 public:
     // aLibraryName: a file name, looked up by the system and then in this module's folder, or
-    // a path.
-    explicit TcsDLLHeader(std::string aLibraryName) : fLibraryName(std::move(aLibraryName)) {}
+    // a path. aResident: the library stays loaded when this object goes, for what it handed
+    // out may be released later (a connection closed by a static's destructor at exit).
+    explicit TcsDLLHeader(std::string aLibraryName, bool aResident = false)
+        : fLibraryName(std::move(aLibraryName)), fResident(aResident) {}
     virtual ~TcsDLLHeader();
     TcsDLLHeader(const TcsDLLHeader&) = delete;
     TcsDLLHeader& operator=(const TcsDLLHeader&) = delete;
@@ -51,6 +53,7 @@ private:
     std::string fLoadedFrom;
     void* fHandle = nullptr;
     int fMissing = 0;
+    bool fResident = false;
 };
 
 // The folder of the module that holds this code (the program or the Python module), with its

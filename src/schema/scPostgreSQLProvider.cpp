@@ -4,14 +4,60 @@
 
 #include <libpq-fe.h>
 
+#include <mutex>
+
+#include "csDLLHeader.h"
+
 namespace tmi {
+
+// What we call of libpq.
+#define TM_LIBPQ_FUNCTIONS(X) \
+    X(PQcancel) X(PQclear) X(PQconnectdbParams) X(PQerrorMessage) X(PQexec) X(PQexecPrepared) X(PQfinish) \
+    X(PQfname) X(PQfreeCancel) X(PQftype) X(PQgetCancel) X(PQgetResult) X(PQgetisnull) X(PQgetlength) \
+    X(PQgetvalue) X(PQnfields) X(PQntuples) X(PQprepare) X(PQresultErrorMessage) X(PQresultStatus) \
+    X(PQsendQueryParams) X(PQsetNoticeProcessor) X(PQsetSingleRowMode) X(PQstatus)
+
+// libpq, bound when the first connection opens: a program that never talks to PostgreSQL does
+// not load it with its chain (TLS, Kerberos, LDAP), which would cost every start of the
+// program or the module several milliseconds. It stays loaded: a connection may be closed by
+// a static's destructor at exit.
+class TscLibPQ : public TcsDLLHeader {
+public:
+    TscLibPQ() : TcsDLLHeader("libpq.so.5", true) {}
+
+#define TM_LIBPQ_POINTER(aName) decltype(&::aName) aName = nullptr;
+    TM_LIBPQ_FUNCTIONS(TM_LIBPQ_POINTER)
+#undef TM_LIBPQ_POINTER
+
+protected:
+    void BindFunctions() override {
+#define TM_LIBPQ_BIND(aName) Bind(aName, #aName);
+        TM_LIBPQ_FUNCTIONS(TM_LIBPQ_BIND)
+#undef TM_LIBPQ_BIND
+    }
+};
 
 namespace {
 
+const TscLibPQ& LoadedLibPQ() {
+    static TscLibPQ library;
+    static std::mutex guard;
+    const std::lock_guard<std::mutex> lock(guard);
+    try {
+        library.Initialize();
+    } catch (const EcsDLLError& e) {
+        throw EscSchemaException(std::string("PostgreSQL: ") + e.what());
+    }
+    if (library.MissingFunctions() > 0)
+        throw EscSchemaException("PostgreSQL: в библиотеке " + library.LoadedFrom() + " нет " +
+                                 std::to_string(library.MissingFunctions()) + " нужных функций");
+    return library;
+}
+
 constexpr unsigned kByteaOid = 17;
 
-std::string Words(const PGconn* aConn) {
-    std::string text = aConn ? PQerrorMessage(aConn) : "нет памяти";
+std::string Words(const TscLibPQ& aPQ, const PGconn* aConn) {
+    std::string text = aConn ? aPQ.PQerrorMessage(aConn) : "нет памяти";
     return Trim(text);
 }
 
@@ -110,18 +156,19 @@ void TscPostgreSQLDataManager::ConnectTo(const std::string& aDatabase) {
     add("application_name", application);
     keys.push_back(nullptr);
     values.push_back(nullptr);
-    PGconn* conn = PQconnectdbParams(keys.data(), values.data(), 0);
-    if (!conn || PQstatus(conn) != CONNECTION_OK) {
-        const std::string words = Words(conn);
-        PQfinish(conn);
+    fPQ = &LoadedLibPQ();
+    PGconn* conn = fPQ->PQconnectdbParams(keys.data(), values.data(), 0);
+    if (!conn || fPQ->PQstatus(conn) != CONNECTION_OK) {
+        const std::string words = Words(*fPQ, conn);
+        fPQ->PQfinish(conn);
         throw EscSchemaException(words);
     }
     fConn = conn;
-    PQsetNoticeProcessor(fConn, [](void*, const char*) {}, nullptr);
+    fPQ->PQsetNoticeProcessor(fConn, [](void*, const char*) {}, nullptr);
 }
 
 void TscPostgreSQLDataManager::Disconnect() {
-    if (fConn) PQfinish(fConn);
+    if (fConn) fPQ->PQfinish(fConn);
     fConn = nullptr;
     fPrepared.clear();
 }
@@ -130,28 +177,28 @@ void TscPostgreSQLDataManager::DoExecute(const std::string& aSQL, const std::vec
     if (!fConn) throw EscSchemaException("нет соединения с базой данных");
     PGresult* result = nullptr;
     if (aParams.empty()) {
-        result = PQexec(fConn, aSQL.c_str());
+        result = fPQ->PQexec(fConn, aSQL.c_str());
     } else {
         std::vector<const TscDBParam*> order;
         const std::string text = NumberParameters(aSQL, aParams, order);
         auto it = fPrepared.find(aSQL);
         if (it == fPrepared.end()) {
             const std::string name = "tm" + std::to_string(fPrepared.size() + 1);
-            PGresult* prepared = PQprepare(fConn, name.c_str(), text.c_str(), static_cast<int>(order.size()), nullptr);
-            const bool ok = PQresultStatus(prepared) == PGRES_COMMAND_OK;
-            const std::string words = ok ? "" : Trim(PQresultErrorMessage(prepared));
-            PQclear(prepared);
+            PGresult* prepared = fPQ->PQprepare(fConn, name.c_str(), text.c_str(), static_cast<int>(order.size()), nullptr);
+            const bool ok = fPQ->PQresultStatus(prepared) == PGRES_COMMAND_OK;
+            const std::string words = ok ? "" : Trim(fPQ->PQresultErrorMessage(prepared));
+            fPQ->PQclear(prepared);
             if (!ok) throw EscSchemaException("PostgreSQL: " + words);
             it = fPrepared.emplace(aSQL, name).first;
         }
         TscPGValues values(order);
-        result = PQexecPrepared(fConn, it->second.c_str(), static_cast<int>(order.size()), values.Values.data(),
+        result = fPQ->PQexecPrepared(fConn, it->second.c_str(), static_cast<int>(order.size()), values.Values.data(),
                                 values.Lengths.data(), values.Formats.data(), 0);
     }
-    const ExecStatusType status = PQresultStatus(result);
+    const ExecStatusType status = fPQ->PQresultStatus(result);
     const bool ok = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
-    const std::string words = ok ? "" : (result ? Trim(PQresultErrorMessage(result)) : Words(fConn));
-    PQclear(result);
+    const std::string words = ok ? "" : (result ? Trim(fPQ->PQresultErrorMessage(result)) : Words(*fPQ, fConn));
+    fPQ->PQclear(result);
     if (!ok) throw EscSchemaException("PostgreSQL: " + words);
 }
 
@@ -161,25 +208,25 @@ std::unique_ptr<TscDataSet> TscPostgreSQLDataManager::DoQuery(const std::string&
     std::vector<const TscDBParam*> order;
     const std::string text = NumberParameters(aSQL, aParams, order);
     TscPGValues values(order);
-    if (!PQsendQueryParams(fConn, text.c_str(), static_cast<int>(order.size()), nullptr, values.Values.data(),
+    if (!fPQ->PQsendQueryParams(fConn, text.c_str(), static_cast<int>(order.size()), nullptr, values.Values.data(),
                            values.Lengths.data(), values.Formats.data(), 0))
-        throw EscSchemaException("PostgreSQL: " + Words(fConn));
-    PQsetSingleRowMode(fConn);
+        throw EscSchemaException("PostgreSQL: " + Words(*fPQ, fConn));
+    fPQ->PQsetSingleRowMode(fConn);
     auto rows = std::make_unique<TscDataSet>();
     std::string error;
     bool cancelled = false;
-    while (PGresult* result = PQgetResult(fConn)) {
-        const ExecStatusType status = PQresultStatus(result);
+    while (PGresult* result = fPQ->PQgetResult(fConn)) {
+        const ExecStatusType status = fPQ->PQresultStatus(result);
         if (status == PGRES_SINGLE_TUPLE || status == PGRES_TUPLES_OK) {
-            const int columns = PQnfields(result);
+            const int columns = fPQ->PQnfields(result);
             if (rows->Fields.empty())
-                for (int c = 0; c < columns; ++c) rows->Fields.emplace_back(PQfname(result, c));
-            for (int r = 0; r < PQntuples(result) && !cancelled; ++r) {
+                for (int c = 0; c < columns; ++c) rows->Fields.emplace_back(fPQ->PQfname(result, c));
+            for (int r = 0; r < fPQ->PQntuples(result) && !cancelled; ++r) {
                 auto& row = rows->Rows.emplace_back(static_cast<size_t>(columns));
                 for (int c = 0; c < columns; ++c) {
-                    if (PQgetisnull(result, r, c)) continue;
-                    std::string cell(PQgetvalue(result, r, c), static_cast<size_t>(PQgetlength(result, r, c)));
-                    if (PQftype(result, c) == kByteaOid && cell.rfind("\\x", 0) == 0) cell = FromHex(std::string_view(cell).substr(2));
+                    if (fPQ->PQgetisnull(result, r, c)) continue;
+                    std::string cell(fPQ->PQgetvalue(result, r, c), static_cast<size_t>(fPQ->PQgetlength(result, r, c)));
+                    if (fPQ->PQftype(result, c) == kByteaOid && cell.rfind("\\x", 0) == 0) cell = FromHex(std::string_view(cell).substr(2));
                     row[static_cast<size_t>(c)] = std::move(cell);
                 }
                 if (aControl) {
@@ -191,9 +238,9 @@ std::unique_ptr<TscDataSet> TscPostgreSQLDataManager::DoQuery(const std::string&
                 }
             }
         } else if (status != PGRES_COMMAND_OK && error.empty()) {
-            error = Trim(PQresultErrorMessage(result));
+            error = Trim(fPQ->PQresultErrorMessage(result));
         }
-        PQclear(result);
+        fPQ->PQclear(result);
     }
     if (cancelled || (aControl && aControl->Cancel)) throw EscSchemaException("Выборка прервана");
     if (!error.empty()) throw EscSchemaException("PostgreSQL: " + error);
@@ -202,10 +249,10 @@ std::unique_ptr<TscDataSet> TscPostgreSQLDataManager::DoQuery(const std::string&
 
 void TscPostgreSQLDataManager::Interrupt() {
     if (!fConn) return;
-    if (PGcancel* cancel = PQgetCancel(fConn)) {
+    if (PGcancel* cancel = fPQ->PQgetCancel(fConn)) {
         char buffer[256];
-        PQcancel(cancel, buffer, sizeof buffer);
-        PQfreeCancel(cancel);
+        fPQ->PQcancel(cancel, buffer, sizeof buffer);
+        fPQ->PQfreeCancel(cancel);
     }
 }
 

@@ -9,6 +9,8 @@ struct pg_conn;
 
 namespace tmi {
 
+class TscLibPQ;
+
 class TscPostgreSQLDataManager : public TscSTDataManager {
 public:
     explicit TscPostgreSQLDataManager(TscDBCustomProvider& aProvider) : TscSTDataManager(aProvider) {}
@@ -31,6 +33,7 @@ public:
     [[nodiscard]] std::vector<TscCatalogueColumn> CatalogueColumns(const std::string& aTable) override;
 
 private:
+    const TscLibPQ* fPQ = nullptr;  // bound by the first connection
     pg_conn* fConn = nullptr;
     std::unordered_map<std::string, std::string> fPrepared;  // text, statement name
 };
