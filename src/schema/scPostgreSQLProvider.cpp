@@ -193,7 +193,7 @@ void TscPostgreSQLDataManager::DoExecute(const std::string& aSQL, const std::vec
         }
         TscPGValues values(order);
         result = fPQ->PQexecPrepared(fConn, it->second.c_str(), static_cast<int>(order.size()), values.Values.data(),
-                                values.Lengths.data(), values.Formats.data(), 0);
+                                     values.Lengths.data(), values.Formats.data(), 0);
     }
     const ExecStatusType status = fPQ->PQresultStatus(result);
     const bool ok = status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK;
@@ -209,7 +209,7 @@ std::unique_ptr<TscDataSet> TscPostgreSQLDataManager::DoQuery(const std::string&
     const std::string text = NumberParameters(aSQL, aParams, order);
     TscPGValues values(order);
     if (!fPQ->PQsendQueryParams(fConn, text.c_str(), static_cast<int>(order.size()), nullptr, values.Values.data(),
-                           values.Lengths.data(), values.Formats.data(), 0))
+                                values.Lengths.data(), values.Formats.data(), 0))
         throw EscSchemaException("PostgreSQL: " + Words(*fPQ, fConn));
     fPQ->PQsetSingleRowMode(fConn);
     auto rows = std::make_unique<TscDataSet>();
